@@ -1,0 +1,126 @@
+"""The lab as a whole: four nodes and three wires, made together and gone together."""
+import json
+import os
+import shutil
+import time
+from pathlib import Path
+
+from netlab.gateway import BRIDGES, Gateway
+from netlab.host import INTERFACE, Host
+from netlab.isp import ACCESS, Isp
+from netlab.node import NodeError
+
+REPOSITORY = Path(__file__).resolve().parents[2]
+MARK = ".lab"               # says that a folder is a lab's to empty
+KIT = REPOSITORY / "platform" / "stock" / "kit"
+
+PICTURE = """\
+  isp  {access}  {line}                 {server} is {name}
+   |             router advertisements, DHCPv6 with delegation, name service
+   | wire
+   |
+  gw   {wan}     ipv6ctl, the kit, radvd, dhcpd, rdnssd, dnsmasq, ip6tables
+   |-- br-lan  -- wire -- eth0  host0
+   `-- br-lan1 -- wire -- eth0  host1
+"""
+
+
+class Lab:
+    """Context manager: the nodes exist inside the `with` block. Files of each node are in `out`/NODE."""
+
+    def __init__(self, out, build=REPOSITORY / "build", kit=KIT, isp=None):
+        self.out = Path(out).resolve()
+        self.isp = Isp(self.out / "isp", isp)
+        self.gw = Gateway(self.out / "gw", Path(build).resolve(), Path(kit).resolve())
+        self.hosts = [Host("host0", self.out / "host0"), Host("host1", self.out / "host1")]
+        self.nodes = {node.name: node for node in (self.isp, self.gw, *self.hosts)}
+
+    def __enter__(self):
+        try:
+            self.start()
+        except BaseException:
+            self.close()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def start(self):
+        """Nodes, wires and bridges; the hosts are plugged in, the subscriber line is not (see `connect_wan`)."""
+        empty_folder(self.out)
+        self.gw.boot(console=self.out / "console.log")
+        for node in (self.isp, *self.hosts):
+            node.start()
+        self.write_state("starting")
+        self.wire(self.gw, self.gw.wan, "02:00:00:00:64:01", self.isp, ACCESS, "02:00:00:00:64:fe")
+        self.isp.must("ip", "link", "set", ACCESS, "up")
+        self.gw.prepare_wan()
+        for number, (host, bridge) in enumerate(zip(self.hosts, BRIDGES)):
+            port = f"lan{number}"
+            self.wire(self.gw, port, f"02:00:00:00:0{number}:02", host, INTERFACE, f"02:00:00:00:0{number}:10")
+            self.gw.make_bridge(bridge, port, f"02:00:00:00:0{number}:01")
+            host.prepare()
+            host.must("ip", "link", "set", INTERFACE, "up")
+        self.write_state("ready")
+
+    @staticmethod
+    def wire(one, one_name, one_mac, other, other_name, other_mac):
+        """A cable between two nodes; both ends are down."""
+        one.must("ip", "link", "add", one_name, "address", one_mac, "type", "veth", "peer", "name", other_name,
+                 "address", other_mac, "netns", other.pid, only_network=True)
+
+    def connect_wan(self):
+        """Plugs the subscriber line in at the gateway."""
+        self.gw.must("ip", "link", "set", self.gw.wan, "up")
+
+    def write_state(self, phase):
+        """What another process needs to enter, watch or end this lab."""
+        state = {"phase": phase, "pid": os.getpid(), "started": start_time(os.getpid()), "time": time.time(),
+                 "wan": self.gw.wan, "wan_section": self.gw.wan_section,
+                 "nodes": {name: {"pid": node.pid, "started": start_time(node.pid), "namespaces": node.namespaces()}
+                           for name, node in self.nodes.items() if node.pid}}
+        temporary = self.out / "state.json.new"
+        temporary.write_text(json.dumps(state, indent=1) + "\n", encoding="utf-8")
+        temporary.rename(self.out / "state.json")
+
+    def keep_files(self):
+        """Saves what would vanish with the nodes."""
+        if self.gw.pid:
+            self.gw.keep_files()
+
+    def picture(self):
+        config = self.isp.config
+        return PICTURE.format(access=ACCESS, line=config.line_prefix, server=config.server_address,
+                              name=config.server_name, wan=self.gw.wan)
+
+    def close(self):
+        for node in reversed(self.nodes.values()):
+            node.close()
+        (self.out / "state.json").unlink(missing_ok=True)
+
+
+def start_time(pid):
+    """When a process started, in clock ticks since boot: with the pid it names a process for good. None when it has
+    ended, also when nobody has fetched its status yet."""
+    try:
+        columns = Path(f"/proc/{pid}/stat").read_text(encoding="utf-8").rpartition(")")[2].split()
+    except OSError:
+        return None
+    return None if columns[0] in "ZX" else int(columns[19])
+
+
+def empty_folder(folder):
+    """Empties the folder of an earlier lab. Any other folder with something in it is refused."""
+    folder.mkdir(parents=True, exist_ok=True)
+    entries = list(folder.iterdir())
+    if entries and folder / MARK not in entries:
+        raise NodeError(f"{folder} holds files that are not a lab's; name another folder")
+    (folder / MARK).touch()
+    for entry in entries:
+        if entry.name == MARK:
+            continue
+        if entry.is_dir() and not entry.is_symlink():
+            shutil.rmtree(entry)
+        else:
+            entry.unlink()

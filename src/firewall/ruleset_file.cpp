@@ -1,0 +1,17 @@
+#include "ruleset_file.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+
+#include "frame/files.h"
+#include "frame/log.h"
+
+void append_to_ruleset(const char* piece)
+{
+    const FileDescriptor file(ruleset_path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW);
+    if (!file.is_open()) {
+        log_line("save2file6", "Can't open %s", ruleset_path);
+        std::exit(1);
+    }
+    file.write(piece, std::strlen(piece));
+}

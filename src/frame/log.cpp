@@ -1,0 +1,77 @@
+#include "log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/sysinfo.h>
+
+#include "files.h"
+
+namespace {
+
+constexpr char log_path[] = "/tmp/ipv6.log";
+constexpr char console_path[] = "/dev/console";
+constexpr std::size_t line_size = 1536;
+
+void append_line(const char* path, int flags, const char* name, const char* format, std::va_list values)
+{
+    char line[line_size];
+    print_text(line, sizeof line, "[%s][%ld] ", name, uptime_seconds());
+    const std::size_t prefix = std::strlen(line);
+    vsnprintf(line + prefix, sizeof line - prefix - 1, format, values);
+    std::size_t length = std::strlen(line);
+    line[length++] = '\n';
+
+    const FileDescriptor file(path, flags);
+    if (file.is_open())
+        file.write(line, length);
+}
+
+} // namespace
+
+long uptime_seconds()
+{
+    struct sysinfo info = {};
+    sysinfo(&info);
+    return info.uptime;
+}
+
+void log_formatted(const char* name, const char* format, ...)
+{
+    std::va_list values;
+    va_start(values, format);
+    append_line(log_path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW, name, format, values);
+    va_end(values);
+}
+
+void console_formatted(const char* name, const char* format, ...)
+{
+    std::va_list values;
+    va_start(values, format);
+    append_line(console_path, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, name, format, values);
+    va_end(values);
+}
+
+int my_printf_formatted(const char* format, ...)
+{
+    if (format == nullptr)
+        return 0;
+    const FileDescriptor console(console_path, O_WRONLY | O_TRUNC | O_CREAT | O_NOCTTY);
+    if (!console.is_open())
+        return 0;
+
+    char message[512];
+    char& last = message[sizeof message - 1];
+    last = '\0';
+    std::va_list values;
+    va_start(values, format);
+    const int length = vsnprintf(message, sizeof message, format, values);
+    va_end(values);
+    if (last != '\0') {
+        constexpr char note[] = "NOTE: my_printf() overflow!!!\n";
+        console.write(note, sizeof note - 1);
+    }
+    last = '\0';
+    console.write(message, std::strlen(message));
+    return length;
+}

@@ -1,0 +1,3 @@
+#include "param_record.h"
+
+constinit ParamRecord parm;
