@@ -31,9 +31,9 @@ bool mode_is(const char* mode, const char* word)
 void print_routing_prefix(const Ip6Octets& p, unsigned octet7)
 {
     const auto octet = [&p](std::size_t i) { return static_cast<unsigned>(p[i]); };
-    result.print("%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X", octet(0), octet(1), octet(2),
-                 octet(3), octet(4), octet(5), octet(6), octet7, octet(8), octet(9), octet(10), octet(11), octet(12),
-                 octet(13), octet(14), octet(15));
+    result.print("%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X:%02X%02X", octet(0), octet(1),
+                 octet(2), octet(3), octet(4), octet(5), octet(6), octet7, octet(8), octet(9), octet(10), octet(11),
+                 octet(12), octet(13), octet(14), octet(15));
 }
 
 void generate_prefix(const Ip6Octets& prefix, int pfxlen, const LanSide& lan)

@@ -7,8 +7,8 @@
 
 using Ip6Octets = std::array<unsigned char, 16>;
 
-// Parses "address/length" (groups of hexadecimal, one "::" allowed, no dotted quad) into the octets masked to the length.
-// Texts below 4 or above 42 characters and texts without a length are refused. The range of the length is not
+// Parses "address/length" (groups of hexadecimal, one "::" allowed, no dotted quad) into the octets masked to the
+// length. Texts below 4 or above 42 characters and texts without a length are refused. The range of the length is not
 // checked. Returns 1, or -1 with nothing written.
 int parse_ip6_prefix(const char* text, Ip6Octets* prefix_out, int* pfxlen_out);
 

@@ -100,7 +100,8 @@ void start_ula_lan0(int tid, const LanSide& lan)
     switch_forwarding_on(lan);
 }
 
-// LAN1 touches the kernel's switches only when its unique-local address is enabled, and can do without a host identifier.
+// LAN1 touches the kernel's switches only when its unique-local address is enabled, and can do without a host
+// identifier.
 void start_ula_lan1(int tid, const LanSide& lan)
 {
     make_first_global_id(tid, lan);

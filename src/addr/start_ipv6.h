@@ -2,9 +2,11 @@
 #pragma once
 
 // By the first three letters of `side`:
-//   "wan"  adds a static WAN address, records the WAN prefix, replaces the default route; returns the status of its last shell
+//   "wan"  adds a static WAN address, records the WAN prefix, replaces the default route; returns the status of its
+//   last shell
 //          line, -1 when the WAN address is invalid
-//   "lan"  carves one /64 per bridge out of the delegated prefix, replaces the bridges' global addresses and stores both;
+//   "lan"  carves one /64 per bridge out of the delegated prefix, replaces the bridges' global addresses and stores
+//   both;
 //          returns 0
 // Any other word: 0.
 int start_ipv6(int tid, const char* side);

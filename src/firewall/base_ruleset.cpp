@@ -53,7 +53,8 @@ void write_input_icmp(const Ruleset& r)
     line("-A INPUT -p ipv6-icmp --icmpv6-type echo-reply --match limit --limit 100/sec -j ACCEPT");
     line("-A INPUT -p ipv6-icmp --icmpv6-type neighbour-solicitation --match limit --limit 100/sec -j ACCEPT");
     line("-A INPUT -p ipv6-icmp --icmpv6-type neighbour-advertisement --match limit --limit 100/sec -j ACCEPT");
-    line("-A INPUT -p ipv6-icmp --icmpv6-type router-advertisement -s fe80::0/64 --dst ff02::1/128 --match limit --limit "
+    line("-A INPUT -p ipv6-icmp --icmpv6-type router-advertisement -s fe80::0/64 --dst ff02::1/128 --match limit "
+         "--limit "
          "10/sec -j ACCEPT");
     line("-A INPUT -p ipv6-icmp --icmpv6-type router-solicitation --match limit --limit 100/sec -j ACCEPT");
 }

@@ -5,8 +5,8 @@
 
 inline constexpr char ruleset_path[] = "/tmp/.ip6t";
 
-// Appends one finished piece. When the file cannot be opened, logs it and ends the process with status 1: half a ruleset must not be
-// loaded.
+// Appends one finished piece. When the file cannot be opened, logs it and ends the process with status 1: half a
+// ruleset must not be loaded.
 void append_to_ruleset(const char* piece);
 
 // Appends one formatted line, its line end included in `format`. At most 10239 bytes.

@@ -7,8 +7,8 @@
 // characters and a blank follows it. Ends the address in place and returns it; null when there is none.
 char* get_nslookup_addr(char* output);
 
-// Replaces IPv6 text by its canonical form (RFC 5952, as inet_ntop(3) writes it) when that is strictly shorter; leaves it
-// as it is otherwise, also when it is no address. Returns `text`.
+// Replaces IPv6 text by its canonical form (RFC 5952, as inet_ntop(3) writes it) when that is strictly shorter; leaves
+// it as it is otherwise, also when it is no address. Returns `text`.
 char* compress_ip6_addr(char* text);
 
 // The leading decimal number of a text, as atoi(3) reads it; beyond the range of int the nearest int.

@@ -1,5 +1,6 @@
 #include "device_query.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -14,16 +15,19 @@
 
 namespace {
 
-// The part that the four command queries share. `name` is the query.
+// The part that the four command queries share. `name` is the query. On failure `answer` is left as it was; so it is
+// when the command's answer cannot be a name.
 int ask(const char* name, const ShellLine& line, char* answer, int size)
 {
-    if (shell_output(line, answer, static_cast<std::size_t>(size)) < 0) {
+    char output[64];
+    const std::size_t room = std::min(static_cast<std::size_t>(size), sizeof output);
+    if (shell_output(line, output, room) < 0) {
         log_line(name, "osSystem_GetOutput fail.");
         return -1;
     }
-    utilStrTrimChar(answer, " \t\r\n");
-    if (!is_acceptable(name, "the answer", answer))
-        answer[0] = '\0';
+    utilStrTrimChar(output, " \t\r\n");
+    if (is_acceptable(name, "the answer", output))
+        copy_text(answer, room, output, std::strlen(output));
     return 1;
 }
 
@@ -101,7 +105,8 @@ int get_mac_addr(const char* ifname, char* mac)
     }
     unsigned char octets[6];
     std::memcpy(octets, request.ifr_hwaddr.sa_data, sizeof octets);
-    print_text(mac, 18, "%02x:%02x:%02x:%02x:%02x:%02x", octets[0], octets[1], octets[2], octets[3], octets[4], octets[5]);
+    print_text(mac, 18, "%02x:%02x:%02x:%02x:%02x:%02x", octets[0], octets[1], octets[2], octets[3], octets[4],
+               octets[5]);
     log_line("get_mac_addr", "%s macaddr is [%s]", ifname, mac);
     return 1;
 }

@@ -5,7 +5,9 @@
 
 #include "log.h"
 
-FileDescriptor::FileDescriptor(const char* path, int flags) : descriptor_(open(path, flags | O_CLOEXEC, 0644)) {}
+FileDescriptor::FileDescriptor(const char* path, int flags) : descriptor_(open(path, flags | O_CLOEXEC, 0644))
+{
+}
 
 FileDescriptor::~FileDescriptor()
 {

@@ -92,8 +92,8 @@ private:
 // Writes `value` without a line end into a fresh file. Returns 1, or -1 when it cannot be opened for writing.
 int set_tmp_value(const char* path, const char* value);
 
-// Reads the first word of a file, cut to 63 bytes; a missing file reads as "0", one without a word leaves `value` as it was.
-// Returns 1.
+// Reads the first word of a file, cut to 63 bytes; a missing file reads as "0", one without a word leaves `value` as it
+// was. Returns 1.
 int get_tmp_value(const char* path, Text<64>& value);
 
 // Writes `value` into /proc/sys/net/ipv6/conf/`if_name`/`key`; a missing one is passed over.

@@ -6,13 +6,13 @@
 // Seconds since boot, as sysinfo(2) tells.
 long uptime_seconds();
 
-// Appends one finished text behind the prefix "[name][uptime] " and a line end to /tmp/ipv6.log or /dev/console. A file that
-// cannot be opened drops the line. Lines above 1535 bytes are cut, the line end kept.
+// Appends one finished text behind the prefix "[name][uptime] " and a line end to /tmp/ipv6.log or /dev/console. A file
+// that cannot be opened drops the line. Lines above 1535 bytes are cut, the line end kept.
 void log_formatted(const char* name, const char* format, ...);
 void console_formatted(const char* name, const char* format, ...);
 
-// Opens the console anew, writes one text of at most 511 bytes. Returns what vsnprintf(3) reports, 0 when the format is null
-// or the console cannot be opened.
+// Opens the console anew, writes one text of at most 511 bytes. Returns what vsnprintf(3) reports, 0 when the format is
+// null or the console cannot be opened.
 int my_printf_formatted(const char* format, ...);
 
 // One line of the diagnostic log. `name` is the reporting routine; the line end is added here.

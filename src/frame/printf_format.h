@@ -1,7 +1,7 @@
 // printf formats that are checked against their values when the program is compiled.
 //
-// The variadic routines of the C library see only machine words; this header makes a format that does not fit its values
-// a compile error, also for Text, and hands the values on unchanged.
+// The variadic routines of the C library see only machine words; this header makes a format that does not fit its
+// values a compile error, also for Text, and hands the values on unchanged.
 #pragma once
 
 #include <cstddef>

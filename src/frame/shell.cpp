@@ -120,7 +120,6 @@ int zel_system(const ShellLine& line)
 
 int shell_output(const ShellLine& line, char* output, std::size_t size)
 {
-    output[0] = '\0';
     if (!line.fits()) {
         log_line("zel_system", "line too long, not run: %s", line.c_str());
         return -1;

@@ -1,24 +1,24 @@
 // Shell lines: composed from a fixed template and values, run, logged.
 //
-// A value can never become more than one word of the line: that is the composer's work, not its callers'. Nothing else in
-// the program reaches the device's shell calls.
+// A value can never become more than one word of the line: that is the composer's work, not its callers'. Nothing else
+// in the program reaches the device's shell calls.
 #pragma once
 
 #include "text.h"
 
 struct ShellValue {
-    ShellValue(const char* value) : text(value), number(0) {}      // NOLINT(google-explicit-constructor)
-    ShellValue(int value) : text(nullptr), number(value) {}        // NOLINT(google-explicit-constructor)
-    ShellValue(unsigned value) : text(nullptr), number(value) {}   // NOLINT(google-explicit-constructor)
+    ShellValue(const char* value) : text(value), number(0) {}    // NOLINT(google-explicit-constructor)
+    ShellValue(int value) : text(nullptr), number(value) {}      // NOLINT(google-explicit-constructor)
+    ShellValue(unsigned value) : text(nullptr), number(value) {} // NOLINT(google-explicit-constructor)
 
-    const char* text;  // null for a number
+    const char* text; // null for a number
     long long number;
 };
 
-// Composes `format` with `values` into `line` of `size` bytes. %s takes a text, %d and %u a number. A text that is empty or
-// made of A-Z a-z 0-9 _ @ % + = : , . / - only goes in as it is; any other one is quoted for its place: outside quotes
-// in single quotes, inside double quotes with a backslash before \ " $ and `, inside single quotes with each ' spliced
-// out. Returns false when the line does not fit; `line` then holds its beginning.
+// Composes `format` with `values` into `line` of `size` bytes. %s takes a text, %d and %u a number. A text that is
+// empty or made of A-Z a-z 0-9 _ @ % + = : , . / - only goes in as it is; any other one is quoted for its place:
+// outside quotes in single quotes, inside double quotes with a backslash before \ " $ and `, inside single quotes with
+// each ' spliced out. Returns false when the line does not fit; `line` then holds its beginning.
 bool compose_shell_line(char* line, std::size_t size, const char* format, const ShellValue* values, std::size_t count);
 
 // A composed line. 1023 bytes hold every line of the program with each value at its full capacity.
@@ -50,6 +50,6 @@ int run_shell(FormatFor<A...> format, const A&... values)
     return zel_system(ShellLine(format, values...));
 }
 
-// Runs a line and copies its standard output, cut to `size` - 1 bytes, into `output`. Returns the number of bytes, negative
-// when the line could not be run; `output` is then empty.
+// Runs a line and copies its standard output, cut to `size` - 1 bytes, into `output`. Returns the number of bytes,
+// negative when the line could not be run; `output` then holds what the device's call left in it.
 int shell_output(const ShellLine& line, char* output, std::size_t size);

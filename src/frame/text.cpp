@@ -3,6 +3,9 @@
 #include <cstdarg>
 #include <cstdio>
 
+// The formats were checked against their values where they were written (printf_format.h).
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
 bool copy_text(char* to, std::size_t size, const char* from, std::size_t length)
 {
     const bool cut = length >= size;

@@ -5,6 +5,6 @@
 
 using DnsList = Text<128>;
 
-// The system's two servers joined by `separator`, or else the bridge's own unique-local address, or else its global one.
-// Possibly empty.
+// The system's two servers joined by `separator`, or else the bridge's own unique-local address, or else its global
+// one. Possibly empty.
 DnsList lan_dns_servers(const LanSide& lan, const char* separator);

@@ -35,8 +35,9 @@ int parse_neighbor(const char* line, Neighbor& neighbor)
     Word device;
     std::array<unsigned, 6> octets = {};
     int uptime = 0;
-    const int fields = std::sscanf(line, "%511s dev %511s lladdr %02x:%02x:%02x:%02x:%02x:%02x uptime %d", address, device,
-                                   &octets[0], &octets[1], &octets[2], &octets[3], &octets[4], &octets[5], &uptime);
+    const int fields =
+        std::sscanf(line, "%511s dev %511s lladdr %02x:%02x:%02x:%02x:%02x:%02x uptime %d", address, device, &octets[0],
+                    &octets[1], &octets[2], &octets[3], &octets[4], &octets[5], &uptime);
     if (fields >= 1)
         neighbor.address = address;
     if (fields >= 2)

@@ -1,5 +1,5 @@
-// A list of IPv6 neighbors in the order in which they were first seen. The one place of the program that uses the heap: there may
-// be any number of them.
+// A list of IPv6 neighbors in the order in which they were first seen. The one place of the program that uses the heap:
+// there may be any number of them.
 #pragma once
 
 #include <array>
@@ -31,7 +31,7 @@ private:
     Neighbor* last_ = nullptr;
 };
 
-// Reads "ADDRESS dev DEVICE lladdr xx:xx:xx:xx:xx:xx", and behind it "uptime N" when there is one, into `neighbor`; fields that
-// the line does not supply keep their value. The line has at most 511 bytes. Returns the number of fields read: 8 with the
-// link-layer address, 9 with the uptime.
+// Reads "ADDRESS dev DEVICE lladdr xx:xx:xx:xx:xx:xx", and behind it "uptime N" when there is one, into `neighbor`;
+// fields that the line does not supply keep their value. The line has at most 511 bytes. Returns the number of fields
+// read: 8 with the link-layer address, 9 with the uptime.
 int parse_neighbor(const char* line, Neighbor& neighbor);

@@ -24,8 +24,8 @@ Text<N> setting(int tid, const char* sect, const char* key)
     return value;
 }
 
-// Takes one word of the file. The first IPv4 address becomes `dns`, every later one `sdns`; IPv6 addresses before it are
-// stored as `dns` and overwritten by it.
+// Takes one word of the file. The first IPv4 address becomes `dns`, every later one `sdns`; IPv6 addresses before it
+// are stored as `dns` and overwritten by it.
 void take_server(int tid, char* word, bool& found_ip4)
 {
     word[std::strlen(word) - 1] = '\0'; // the line end

@@ -25,6 +25,7 @@ struct RouteNeighbor {
 
 void read_entry(const char* key, int number, AddressText& value)
 {
+    value.clear();
     shell_output(ShellLine("ccfg_cli get %s_%d@system", key, number), value.data(), value.capacity);
 }
 

@@ -17,9 +17,10 @@ void load_text(int tid, const char* name, const char* sect, const char* key, Tex
     load_text(tid, name, sect, key, value.data(), N, label, missing);
 }
 
-// Brings a subnet id to two characters: a shorter one gets a leading "0", a longer one becomes `repair`, in the store too,
-// with a console line under `name`.
-void repair_subnet_id(int tid, const char* name, const char* sect, const char* key, AddressText& id, const char* repair);
+// Brings a subnet id to two characters: a shorter one gets a leading "0", a longer one becomes `repair`, in the store
+// too, with a console line under `name`.
+void repair_subnet_id(int tid, const char* name, const char* sect, const char* key, AddressText& id,
+                      const char* repair);
 
 // Puts "00" before the two characters of a unique-local subnet id.
 void widen_ula_subnet_id(AddressText& id);

@@ -25,9 +25,9 @@ struct ParamRecord {
     Text<32> wan_ifname;
 
     // LAN0, keys in section lan0
-    AddressText lan_ip6_addr;       // ip6_addr: global address
-    AddressText lan_ip6_prefix;     // ip6_prefix: global prefix
-    int lan_ip6_pfxlen = 0;         // ip6_pfxlen
+    AddressText lan_ip6_addr;   // ip6_addr: global address
+    AddressText lan_ip6_prefix; // ip6_prefix: global prefix
+    int lan_ip6_pfxlen = 0;     // ip6_pfxlen
     int lan_ip6_gua_manual_hostid = 0;
     int lan_ip6_ula_manual_hostid = 0;
     AddressText lan_ip6_gua_hostid; // interface identifier of the global address
@@ -39,11 +39,11 @@ struct ParamRecord {
     AddressText lan_ip6_ula_sid;    // "00" and the stored two digits
     AddressText lan_ip6_ula_hostid;
     AddressText lan_ip6_ula_addr;
-    int lan_ip6_ula_prefer = 0;     // seconds
-    int lan_ip6_ula_valid = 0;      // seconds
+    int lan_ip6_ula_prefer = 0; // seconds
+    int lan_ip6_ula_valid = 0;  // seconds
     Text<20> lan_mac_addr;
     MacOctets lan_mac = {};
-    AddressText lan_ip6_lla;        // link-local address of the bridge's MAC
+    AddressText lan_ip6_lla; // link-local address of the bridge's MAC
 
     // LAN1, the same keys in section lan1; it has no link-local address of its own
     AddressText lan1_ip6_addr;
@@ -68,16 +68,16 @@ struct ParamRecord {
     // System values, keys in section system
     AddressText ip6_dns1;
     AddressText ip6_dns2;
-    AddressText delegate_prefix;     // ip6_dhcp6c_prefix_addr
-    int delegate_pfxlen = 0;         // ip6_dhcp6c_prefix_length
+    AddressText delegate_prefix; // ip6_dhcp6c_prefix_addr
+    int delegate_pfxlen = 0;     // ip6_dhcp6c_prefix_length
     int ip6_wan_ready = 0;
     int ip4_wan_ready = 0;
     int add_static_route = 0;
-    int num_extra_routes = 0;        // 0 unless add_static_route
-    AddressText pre_routing_prefix;  // ip6_pre_routing_prefix
+    int num_extra_routes = 0;       // 0 unless add_static_route
+    AddressText pre_routing_prefix; // ip6_pre_routing_prefix
 
     // WAN, keys in the section `wan_sect`
-    Text<8> wan_ip6_proto;           // ip6_proto: dhcp, static or tunnel
+    Text<8> wan_ip6_proto; // ip6_proto: dhcp, static or tunnel
     Text<256> wan_ip6_duid;
     int wan_ip6_duid_type = 0;
     AddressText wan_ip6_addr;
@@ -91,11 +91,11 @@ struct ParamRecord {
     Text<8> wan_ip6_tunnel_type;
     Text<32> wan_ip6_6rd_ifname;
     Text<16> wan_ip6_6to4_subnetid;
-    int wan_on_demand = 0;           // on-demand
+    int wan_on_demand = 0; // on-demand
 
     // Run-time values
-    AddressText routing_prefix;      // first seven octets of the routing prefix
-    AddressText extra_sid;           // the extra route being installed
+    AddressText routing_prefix; // first seven octets of the routing prefix
+    AddressText extra_sid;      // the extra route being installed
     AddressText extra_gateway;
 };
 

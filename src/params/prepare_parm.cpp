@@ -20,8 +20,8 @@ void load_identity(int tid)
     log_line(name, "SerialNumber is %s", parm.serial_number);
 }
 
-// Leaving manual mode discards the hand-set global id once, so that a new one is generated. The flag of the previous load is
-// written at once, outside the transaction.
+// Leaving manual mode discards the hand-set global id once, so that a new one is generated. The flag of the previous
+// load is written at once, outside the transaction.
 void follow_global_id_mode(int tid, const LanSide& lan)
 {
     if (lan.ip6_ula_manual_gid != 0) {

@@ -13,5 +13,4 @@ int osSystem_GetOutput(const char* line, char* buf, int size);
 
 // Removes every leading and trailing character of `text` that `chars` contains, in place.
 void utilStrTrimChar(char* text, const char* chars);
-
 }

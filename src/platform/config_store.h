@@ -36,5 +36,4 @@ int tesa_ccfg_unset(int tid, const char* sect, const char* key);
 // Makes the transaction's changes permanent: only the keys that it touched, the last writer of a key wins, and
 // nothing is written when nothing differs. `flag` and `reserved` belong to the store. Returns 0, or -1.
 int tesa_ccfg_commit(int tid, int flag, int reserved);
-
 }

@@ -3,7 +3,7 @@
 
 #include "client_environment.h"
 
-// Stores what differs from the stored lease: domain, SNTP servers, name servers, lifetimes and timers, delegated prefix (by the
-// prefix `mode`), address. Leaves ip6_changed 1 when a domain, a name server, the stored prefix or the address changed, 0
-// otherwise. Returns 0.
+// Stores what differs from the stored lease: domain, SNTP servers, name servers, lifetimes and timers, delegated prefix
+// (by the prefix `mode`), address. Leaves ip6_changed 1 when a domain, a name server, the stored prefix or the address
+// changed, 0 otherwise. Returns 0.
 int store_binding(int tid, const ClientEvent& event, int mode);

@@ -18,7 +18,9 @@ struct ClientValue {
 // The variables that every event carries.
 struct ClientEvent {
     ClientValue reason{"reason"};
-    ClientValue interface{"interface"};
+    ClientValue interface {
+        "interface"
+    };
     ClientValue stateless{"stateless"};
 
     // A client that was not told its mode counts as stateful.

@@ -10,6 +10,6 @@ struct ClientProcess {
     bool is_ipv6() const;
 };
 
-// Reads one line of the process list: pid, two columns, "/usr/sbin/dhclient", arguments. Fields that the line does not supply
-// are 0 or empty. The line has at most 255 bytes.
+// Reads one line of the process list: pid, two columns, "/usr/sbin/dhclient", arguments. Fields that the line does not
+// supply are 0 or empty. The line has at most 255 bytes.
 ClientProcess parse_client_process(const char* line);

@@ -91,8 +91,8 @@ void launch(Dhcp6cMode mode)
                   parm.wan_ifname);
 }
 
-// Finds the process of `pid` in a fresh process list, which is left for the caller to remove. `process` ends as the last line
-// read.
+// Finds the process of `pid` in a fresh process list, which is left for the caller to remove. `process` ends as the
+// last line read.
 bool find_client(unsigned pid, ClientProcess& process)
 {
     run_shell("ps | grep dhclient > /tmp/ps_dhcp6c.txt");

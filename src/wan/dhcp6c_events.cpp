@@ -38,8 +38,8 @@ void stop_forwarding()
     write_ipv6_conf("0", "all", "forwarding");
 }
 
-// Puts the address on anew, so that the kernel probes it again, and looks at the outcome (RFC 4862, section 5.4). True when
-// another node owns it.
+// Puts the address on anew, so that the kernel probes it again, and looks at the outcome (RFC 4862, section 5.4). True
+// when another node owns it.
 bool address_is_duplicate(const ClientEvent& event)
 {
     run_shell("/usr/sbin/ip -f inet6 addr flush %s scope global", event.interface.text());

@@ -45,9 +45,8 @@ void report(const RaRecord& r)
               a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], r.index, r.plen, r.scope, r.address_flags, r.if_probes,
               r.if_flags6, r.devname, g[0], g[1], g[2], g[3], g[4], g[5], g[6], g[7]);
     my_printf("wan_ifname=%s\n", parm.wan_ifname);
-    log_line(name,
-             "%4s%4s%4s%4s%4s%4s%4s%4s %02x %02x %02x %02x %02x %08x %20s %4s%4s%4s%4s%4s%4s%4s%4s", a[0], a[1], a[2],
-             a[3], a[4], a[5], a[6], a[7], r.index, r.plen, r.scope, r.address_flags, r.if_probes, r.if_flags6,
+    log_line(name, "%4s%4s%4s%4s%4s%4s%4s%4s %02x %02x %02x %02x %02x %08x %20s %4s%4s%4s%4s%4s%4s%4s%4s", a[0], a[1],
+             a[2], a[3], a[4], a[5], a[6], a[7], r.index, r.plen, r.scope, r.address_flags, r.if_probes, r.if_flags6,
              r.devname, g[0], g[1], g[2], g[3], g[4], g[5], g[6], g[7]);
 }
 
@@ -109,10 +108,11 @@ unsigned judge(int tid, const RaRecord& record, unsigned action, int max_rs)
         drop_advertised_address(tid, record);
         return managed | decided;
     }
-    log_line(name,
-             "action=%08x, When both M & O flags are ZERO, router SHOULD still send IA_PD to request PD information and "
-             "pass to LAN",
-             action);
+    log_line(
+        name,
+        "action=%08x, When both M & O flags are ZERO, router SHOULD still send IA_PD to request PD information and "
+        "pass to LAN",
+        action);
     if (action != 0)
         return action | decided;
     take_advertised_address(tid, record);
