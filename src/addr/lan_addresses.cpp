@@ -8,6 +8,7 @@
 #include "generate_addr.h"
 #include "params/lan_side.h"
 #include "params/mac.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 #include "set_ipv6_addr.h"
 
@@ -42,7 +43,7 @@ void remove_previous(int tid, const LanSide& lan)
     set_ipv6_addr(lan.ifname, lan.ip6_ula_addr, 64, 0);
     pause_ms(1000);
     AddressText second;
-    tesa_ccfg_get_str(tid, lan.sect, "ip6_ula_addra", second.data(), second.capacity, "");
+    read_setting(tid, lan.sect, "ip6_ula_addra", second);
     set_ipv6_addr(lan.ifname, second, 64, 0);
 }
 

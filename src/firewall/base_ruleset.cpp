@@ -2,7 +2,7 @@
 
 #include "frame/outside_value.h"
 #include "params/param_record.h"
-#include "platform/config_store.h"
+#include "params/setting.h"
 #include "ruleset_file.h"
 #include "user_filter.h"
 
@@ -143,7 +143,7 @@ void write_forward(int tid, const Ruleset& r)
     write_forward_sources(r);
     write_forward_to_wan(r);
     Text<12> filter_count;
-    tesa_ccfg_get_str(tid, parm.wan_sect, "ip6_filter_cnt", filter_count.data(), filter_count.capacity, "0");
+    read_setting(tid, parm.wan_sect, "ip6_filter_cnt", filter_count, "0");
     if (filter_count[0] != '0')
         write_user_filter(tid);
     if (r.wan.fits)

@@ -5,6 +5,7 @@
 #include "frame/address_text.h"
 #include "frame/log.h"
 #include "params/param_record.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 #include "ruleset_file.h"
 
@@ -125,7 +126,7 @@ void write_user_filter(int tid)
     if (tesa_ccfg_cmp_str(tid, parm.wan_sect, "ip6_filter_cnt", "0") == 0)
         return;
     Text<1024> list;
-    tesa_ccfg_get_str(tid, parm.wan_sect, "ip6_filter_list", list.data(), list.capacity, "");
+    read_setting(tid, parm.wan_sect, "ip6_filter_list", list);
     char* record = list.data();
     char* scan = record + (*record != '\0' ? 1 : 0); // the list's first character never ends a record
     for (int count = 0; count < record_limit; ++count) {

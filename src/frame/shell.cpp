@@ -1,7 +1,5 @@
 #include "shell.h"
 
-#include <charconv>
-
 #include "log.h"
 #include "platform/common_library.h"
 
@@ -28,7 +26,7 @@ public:
     void put_number(long long number)
     {
         char digits[24];
-        *std::to_chars(digits, digits + sizeof digits - 1, number).ptr = '\0';
+        print_text(digits, sizeof digits, "%lld", number);
         put(digits);
     }
 

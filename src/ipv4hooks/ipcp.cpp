@@ -9,6 +9,7 @@
 #include "frame/shell.h"
 #include "lan/resolver.h"
 #include "params/param_record.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 
 namespace {
@@ -59,7 +60,7 @@ void remove_link_server(int tid)
     get_wan_ifname(parm.wan_ifname.data(), parm.wan_ifname.capacity);
     get_wan_sect(parm.wan_ifname, parm.wan_sect.data(), parm.wan_sect.capacity);
     Text<16> server;
-    tesa_ccfg_get_str(tid, parm.wan_sect, "dns", server.data(), server.capacity, "");
+    read_setting(tid, parm.wan_sect, "dns", server);
     if (is_ip4_address(server)) // anything else would remove every server, or worse
         run_shell("sed -i '/^nameserver %s/d' %s", server, "/tmp/resolv.conf");
 }

@@ -7,7 +7,7 @@
 #include "frame/outside_value.h"
 #include "frame/shell.h"
 #include "lan_dns.h"
-#include "platform/config_store.h"
+#include "params/setting.h"
 
 namespace {
 
@@ -33,18 +33,13 @@ bool fits(const char* what, const char* text)
     return fits_statement(name, conf_path, what, text);
 }
 
-void read_lifetime(int tid, const char* key, Text<16>& text)
-{
-    tesa_ccfg_get_str(tid, parm.lan_sect, key, text.data(), text.capacity, "");
-}
-
 void read_lifetimes(int tid, Lifetimes& l)
 {
-    read_lifetime(tid, "ip6_dhcp_valid", l.valid);
-    read_lifetime(tid, "ip6_dhcp_prefer", l.prefer);
-    read_lifetime(tid, "ip6_dhcp_renew", l.renew);
-    read_lifetime(tid, "ip6_dhcp_rebind", l.rebind);
-    read_lifetime(tid, "ip6_dhcp_pref", l.pref);
+    read_setting(tid, parm.lan_sect, "ip6_dhcp_valid", l.valid);
+    read_setting(tid, parm.lan_sect, "ip6_dhcp_prefer", l.prefer);
+    read_setting(tid, parm.lan_sect, "ip6_dhcp_renew", l.renew);
+    read_setting(tid, parm.lan_sect, "ip6_dhcp_rebind", l.rebind);
+    read_setting(tid, parm.lan_sect, "ip6_dhcp_pref", l.pref);
 }
 
 // One statement of a word and a value, only when there is one.

@@ -5,6 +5,7 @@
 #include "frame/pause.h"
 #include "frame/shell.h"
 #include "lan_dns.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 
 namespace {
@@ -21,7 +22,7 @@ bool fits(const char* what, const char* text)
 void write_lifetime(FileWriter& conf, int tid, const char* key, const char* statement, int missing)
 {
     Text<20> seconds;
-    tesa_ccfg_get_str(tid, parm.wan_sect, key, seconds.data(), seconds.capacity, "");
+    read_setting(tid, parm.wan_sect, key, seconds);
     if (seconds.empty())
         conf.line("%s %d;", statement, missing);
     else if (fits(key, seconds))

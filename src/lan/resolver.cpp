@@ -7,6 +7,7 @@
 #include "frame/pause.h"
 #include "frame/shell.h"
 #include "params/param_record.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 
 namespace {
@@ -20,7 +21,7 @@ template <std::size_t N>
 Text<N> setting(int tid, const char* sect, const char* key)
 {
     Text<N> value;
-    tesa_ccfg_get_str(tid, sect, key, value.data(), static_cast<int>(N), "");
+    read_setting(tid, sect, key, value);
     return value;
 }
 

@@ -8,6 +8,7 @@
 #include "frame/log.h"
 #include "frame/shell.h"
 #include "params/param_record.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 
 namespace {
@@ -163,7 +164,7 @@ void set_static_route6(int tid)
 void flush_static_routes6(int tid)
 {
     IdList ids;
-    tesa_ccfg_get_str(tid, "system", "ip6_extra_sid", ids.data(), ids.capacity, "");
+    read_setting(tid, "system", "ip6_extra_sid", ids);
     if (ids.empty()) {
         console_line("flush_static_routes6", "ERROR: ip6_extra_sid@system is empty");
         return;

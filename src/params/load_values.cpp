@@ -5,14 +5,6 @@
 #include "mac.h"
 #include "platform/config_store.h"
 
-void load_text(int tid, const char* name, const char* sect, const char* key, char* value, std::size_t size,
-               const char* label, const char* missing)
-{
-    tesa_ccfg_get_str(tid, sect, key, value, static_cast<int>(size), missing);
-    if (label != nullptr)
-        log_line(name, "%s(%s):%s", label, sect, value);
-}
-
 void load_number(int tid, const char* name, const char* sect, const char* key, int& value, const char* label,
                  long missing)
 {

@@ -1,12 +1,12 @@
 // The steps that the loaders of both LANs share.
 #pragma once
 
+#include "frame/log.h"
 #include "lan_side.h"
+#include "setting.h"
 
 // Reads one setting, with "" or 0 as the answer for a missing key, and logs it under `name` as "label(section):value".
 // A null label logs nothing.
-void load_text(int tid, const char* name, const char* sect, const char* key, char* value, std::size_t size,
-               const char* label, const char* missing = "");
 void load_number(int tid, const char* name, const char* sect, const char* key, int& value, const char* label,
                  long missing = 0);
 
@@ -14,7 +14,9 @@ template <std::size_t N>
 void load_text(int tid, const char* name, const char* sect, const char* key, Text<N>& value, const char* label,
                const char* missing = "")
 {
-    load_text(tid, name, sect, key, value.data(), N, label, missing);
+    read_setting(tid, sect, key, value, missing);
+    if (label != nullptr)
+        log_line(name, "%s(%s):%s", label, sect, value);
 }
 
 // Brings a subnet id to two characters: a shorter one gets a leading "0", a longer one becomes `repair`, in the store

@@ -14,7 +14,7 @@ constexpr char sys[] = "system";
 
 void load_identity(int tid)
 {
-    tesa_ccfg_get_str(tid, sys, "product_class", parm.product_class.data(), parm.product_class.capacity, "");
+    load_text(tid, name, sys, "product_class", parm.product_class, nullptr);
     log_line(name, "ProductClass(system) is %s", parm.product_class);
     get_serial_number(parm.serial_number.data(), parm.serial_number.capacity);
     log_line(name, "SerialNumber is %s", parm.serial_number);

@@ -10,6 +10,7 @@
 #include "frame/log.h"
 #include "frame/shell.h"
 #include "lan/start_ipv6_lan.h"
+#include "params/setting.h"
 #include "platform/config_store.h"
 
 namespace {
@@ -29,7 +30,7 @@ struct SixrdTexts {
 bool take_dhcp4_information(int tid)
 {
     Text<256> info;
-    tesa_ccfg_get_str(tid, parm.wan_sect, "ip6_6rd_info", info.data(), info.capacity, "");
+    read_setting(tid, parm.wan_sect, "ip6_6rd_info", info);
     log_line(name, "6rd_info[%s]", info);
     if (info.empty())
         return false;
@@ -55,19 +56,13 @@ bool choose_settings(int tid)
     }
 }
 
-template <std::size_t N>
-void read_setting(int tid, const char* key, Text<N>& text, const char* missing)
-{
-    tesa_ccfg_get_str(tid, parm.wan_sect, key, text.data(), static_cast<int>(N), missing);
-}
-
 void read_settings(int tid, SixrdTexts& s)
 {
     get_ip4_addr(parm.wan_ifname, s.ip4addr.data());
-    read_setting(tid, "ip6_6rd_v4mask", s.v4mask, "32");
-    read_setting(tid, "ip6_6rd_pfxlen", s.pfxlen, "64");
-    read_setting(tid, "ip6_6rd_prefix", s.prefix, "");
-    read_setting(tid, "ip6_6rd_border_relay", s.relay, "");
+    read_setting(tid, parm.wan_sect, "ip6_6rd_v4mask", s.v4mask, "32");
+    read_setting(tid, parm.wan_sect, "ip6_6rd_pfxlen", s.pfxlen, "64");
+    read_setting(tid, parm.wan_sect, "ip6_6rd_prefix", s.prefix);
+    read_setting(tid, parm.wan_sect, "ip6_6rd_border_relay", s.relay);
     log_line(name, "str_ip4addr[%s], str_prefix[%s], str_pfxlen[%s], str_relay[%s], str_v4mask[%s]", s.ip4addr,
              s.prefix, s.pfxlen, s.relay, s.v4mask);
 }
@@ -144,11 +139,11 @@ Ip6Octets sixrd_delegated_prefix(const Ip6Octets& prefix, int pfxlen, std::uint3
     mask_ip6_prefix(delegated, prefix, pfxlen);
     const std::uint32_t own_bits = ip4 << (static_cast<unsigned>(v4mask) % 32U);
     const std::uint64_t placed = (static_cast<std::uint64_t>(own_bits) << 32) >> (static_cast<unsigned>(pfxlen) & 7U);
-    const int first = pfxlen / 8;
-    const int count = 1 + (64 - pfxlen) / 8;
-    for (int i = 0; i < count; ++i) {
+    const std::size_t first = static_cast<std::size_t>(pfxlen) / 8;
+    const std::size_t count = 1 + (64 - static_cast<std::size_t>(pfxlen)) / 8;
+    for (std::size_t i = 0; i < count && first + i < delegated.size(); ++i) {
         const unsigned octet = static_cast<unsigned>(placed >> (56 - 8 * i) & 0xFFU);
-        unsigned char& to = delegated[static_cast<std::size_t>(first + i)];
+        unsigned char& to = delegated[first + i];
         to = static_cast<unsigned char>(to | octet);
     }
     return delegated;
