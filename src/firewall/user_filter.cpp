@@ -28,15 +28,18 @@ void write_rules(const char* protocol, const char* host, const char* ports)
 bool is_loadable(const FilterRecord& record, const FilterRange& range)
 {
     const bool both = range.protocol[0] == 'b';
-    if (!both && !range.protocol.equals("tcp") && !range.protocol.equals("udp")) {
+    const bool one = !range.protocol.was_cut() && (range.protocol.equals("tcp") || range.protocol.equals("udp"));
+    if (!both && !one) {
         leave_out(record, "unknown protocol");
         return false;
     }
-    if (!is_filter_host(record.host)) {
+    if (record.host.was_cut() || !is_filter_host(record.host)) {
         leave_out(record, "its host is no IPv6 address");
         return false;
     }
-    if (!is_filter_port(range.first) || !is_filter_port(range.last) || to_int(range.first) > to_int(range.last)) {
+    const bool whole = !range.first.was_cut() && !range.last.was_cut();
+    if (!whole || !is_filter_port(range.first) || !is_filter_port(range.last)
+        || to_int(range.first) > to_int(range.last)) {
         leave_out(record, "its ports are no range within 1 to 65535");
         return false;
     }
