@@ -39,7 +39,8 @@ class Watch:
         for line in Path("/proc/self/mountinfo").read_text(encoding="utf-8").splitlines():
             if self.folder in line or any(name in line for name in self.namespaces):
                 found.append(f"mount {line}")
-        found += [f"interface {name}" for name in LAB_INTERFACES & (set(os.listdir("/sys/class/net")) - self.interfaces)]
+        new_interfaces = set(os.listdir("/sys/class/net")) - self.interfaces
+        found += [f"interface {name}" for name in LAB_INTERFACES & new_interfaces]
         if Path(self.folder, "state.json").exists():
             found.append("the lab's state file")
         return found

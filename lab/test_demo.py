@@ -30,7 +30,7 @@ def watch(folder):
 def nodes_ready(folder, watch, process):
     """Waits until all four nodes of a starting lab are there, and remembers them."""
     def probe():
-        assert process.poll() is None, "the lab ended by itself"
+        assert process.poll() is None, "the lab ended by itself: " + process.stdout.read()
         if not (folder / "state.json").exists() or watch.note()["phase"] == "starting":
             raise NotYet("the lab is not ready")
         return watch.note()

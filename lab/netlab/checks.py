@@ -1,10 +1,14 @@
 """Checks of a run: what was expected, whether it was seen, and what was seen instead, each in a sentence."""
 import json
 import time
+import traceback
 from dataclasses import dataclass, field
 
 from netlab.node import NodeError
 from netlab.wait import NotYet, wait_for
+
+# After a check that did not hold, a later one meets what was never filled in.
+BUILDS_ON_NOTHING = (LookupError, ValueError, TypeError, AttributeError)
 
 
 @dataclass
@@ -33,7 +37,7 @@ class Checks:
         self.steps = []
         self.listener = listener
         self.begin = time.monotonic()
-        self.waiting_factor = 1.0
+        self.faults = []
 
     def elapsed(self):
         return time.monotonic() - self.begin
@@ -47,24 +51,40 @@ class Checks:
         if self.steps and not self.steps[-1].seconds:
             self.steps[-1].seconds = self.elapsed() - self.steps[-1].begun
 
-    def expect(self, expected, probe, within=20.0):
-        """Waits until `probe` returns and notes that the sentence `expected` held; the probe raises `NotYet` with a
-        sentence about what it sees instead. What it returns is noted as what was seen (a text) and handed back; None
+    def run_step(self, routine):
+        """Runs one step, titled by its routine's first line of documentation. A step that breaks off is one more check
+        that did not hold; the steps after it are still tried."""
+        self.step(routine.__doc__.splitlines()[0])
+        try:
+            routine()
+        except (NotYet, NodeError, *BUILDS_ON_NOTHING) as error:
+            self.add(Check("The step could be done to its end", False, self.reason(error), 0.0))
+        self.end_step()
+
+    def expect(self, expected, probe, *args, within=20.0):
+        """Waits until `probe(*args)` returns and notes that the sentence `expected` held; the probe raises `NotYet`
+        with a sentence about what it sees instead. What it returns is noted as what was seen and handed back; None
         when the check did not hold."""
         start = time.monotonic()
         result = None
         try:
-            result = wait_for(probe, within)
+            result = wait_for(lambda: probe(*args), within)
             held, seen = True, describe(result)
-        except (NotYet, NodeError) as error:
-            held, seen = False, str(error)
-        except (LookupError, ValueError, TypeError, AttributeError) as error:
-            # An earlier check did not hold, so what this one builds on is not there.
-            held, seen = False, f"it could not be looked at ({type(error).__name__}: {error})"
-        check = Check(expected, held, seen, time.monotonic() - start)
+        except (NotYet, NodeError, *BUILDS_ON_NOTHING) as error:
+            held, seen = False, self.reason(error)
+        self.add(Check(expected, held, seen, time.monotonic() - start))
+        return result if held else None
+
+    def add(self, check):
         self.steps[-1].checks.append(check)
         self.listener.check(check, self.elapsed())
-        return result if held else None
+
+    def reason(self, error):
+        """What is wrong, in a sentence. A fault that is not a plain "not yet" is also kept with its whereabouts."""
+        if isinstance(error, BUILDS_ON_NOTHING):
+            self.faults.append(traceback.format_exc())
+            return f"what it builds on is not there ({type(error).__name__}: {error})"
+        return str(error)
 
     def held(self):
         return bool(self.steps) and all(step.held() for step in self.steps)

@@ -15,7 +15,8 @@ BRIDGES = ("br-lan", "br-lan1")
 KEPT_FOLDERS = ("/tmp", "/etc/config")                       # of the gateway's root, at the end of a run
 SNAPSHOTS = {"addresses.txt": ("ip", "-6", "addr"), "routes.txt": ("ip", "-6", "route", "show", "table", "all"),
              "neighbours.txt": ("ip", "-6", "neigh"), "firewall.txt": ("ip6tables-save", "-c"),
-             "store.txt": ("ccfg_cli", "export"), "processes.txt": ("/bin/ps", "-e", "-ww", "-o", "pid,ppid,etimes,args")}
+             "store.txt": ("ccfg_cli", "export"),
+             "processes.txt": ("/bin/ps", "-e", "-ww", "-o", "pid,ppid,etimes,args")}
 
 
 class Gateway(Node):
@@ -55,6 +56,7 @@ class Gateway(Node):
     def make_bridge(self, bridge, port, mac):
         self.must("ip", "link", "add", bridge, "address", mac, "type", "bridge", "forward_delay", "0",
                   "mcast_snooping", "0")
+        self.must("sysctl", "-q", "-w", f"net.ipv6.conf.{port}.disable_ipv6=1")    # a port has no address of its own
         self.must("ip", "link", "set", port, "master", bridge)
         self.must("ip", "link", "set", port, "up")
         self.must("ip", "link", "set", bridge, "up")

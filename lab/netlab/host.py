@@ -2,8 +2,8 @@
 import ipaddress
 import re
 
-from netlab.node import PYTHON, Node
-from netlab.wait import NotYet, wait_for
+from netlab.node import Node
+from netlab.wait import NotYet
 
 INTERFACE = "eth0"
 RESOLVER = "/run/rdnssd/resolv.conf"      # what rdnssd learns from advertisements
@@ -65,21 +65,3 @@ class Host(Node):
         """IPv6 addresses of a name by the host's own resolver library; an empty list when it does not resolve."""
         done = self.run("getent", "ahostsv6", name, timeout=20)
         return sorted({line.split()[0] for line in done.stdout.splitlines() if line.strip()})
-
-    def call(self, protocol, address, port, patience=5.0):
-        """Calls a server; returns (0 answered, 1 refused, 2 silent; the text)."""
-        done = self.run(PYTHON, "-I", "/lab/src/netlab/call.py", protocol, address, port, patience,
-                        timeout=patience + 20)
-        return done.returncode, done.stdout.strip() or done.stderr.strip()
-
-    def listen(self, tcp=(), udp=()):
-        """Starts servers on this host and returns when they listen."""
-        ports = [text for port in tcp for text in ("--tcp", port)] + [text for port in udp for text in ("--udp", port)]
-        service = self.python("server", "callback_server", *ports, "--log", "/lab/out/server.jsonl")
-
-        def probe():
-            sockets = self.must("ss", "-6", "-H", "-l", "-n", "-t", "-u")
-            missing = [port for port in (*tcp, *udp) if f":{port} " not in sockets]
-            if missing:
-                raise NotYet(f"{self.name} does not listen on {missing}: {service.log().strip()}")
-        wait_for(probe)

@@ -118,8 +118,8 @@ class Node:
         than `timeout` is killed and counts as ended with status 124. With `only_network` the command has the host's
         files and processes and only the node's network."""
         popen = subprocess.Popen(
-            self.enter(*argv, only_network=only_network), stdin=subprocess.PIPE if text_in is not None else subprocess.DEVNULL,
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, errors="replace", start_new_session=True,
+            self.enter(*argv, only_network=only_network), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            stdin=subprocess.DEVNULL if text_in is None else subprocess.PIPE, errors="replace", start_new_session=True,
             env=self.environment(env))
         status = None
         try:

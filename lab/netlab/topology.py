@@ -48,12 +48,16 @@ class Lab:
 
     def start(self):
         """Nodes, wires and bridges; the hosts are plugged in, the subscriber line is not (see `connect_wan`)."""
+        if state_of(self.out):
+            raise NodeError(f"a lab is already at work in {self.out}")
         empty_folder(self.out)
+        self.write_state("starting")
         self.gw.boot(console=self.out / "console.log")
         for node in (self.isp, *self.hosts):
             node.start()
-        self.write_state("starting")
         self.wire(self.gw, self.gw.wan, "02:00:00:00:64:01", self.isp, ACCESS, "02:00:00:00:64:fe")
+        # The provider's port is there long before its subscriber: no duplicate detection when the line is plugged in.
+        self.isp.must("sysctl", "-q", "-w", f"net.ipv6.conf.{ACCESS}.dad_transmits=0")
         self.isp.must("ip", "link", "set", ACCESS, "up")
         self.gw.prepare_wan()
         for number, (host, bridge) in enumerate(zip(self.hosts, BRIDGES)):
@@ -97,7 +101,8 @@ class Lab:
     def close(self):
         for node in reversed(self.nodes.values()):
             node.close()
-        (self.out / "state.json").unlink(missing_ok=True)
+        if (state_of(self.out) or {}).get("pid") == os.getpid():
+            (self.out / "state.json").unlink()
 
 
 def start_time(pid):
@@ -108,6 +113,19 @@ def start_time(pid):
     except OSError:
         return None
     return None if columns[0] in "ZX" else int(columns[19])
+
+
+def state_of(folder):
+    """The state of the lab that lives in a folder, or None. What a killed lab left written is removed."""
+    path = folder / "state.json"
+    try:
+        state = json.loads(path.read_text(encoding="utf-8"))
+    except (OSError, ValueError):
+        return None
+    if start_time(state["pid"]) != state["started"]:
+        path.unlink(missing_ok=True)
+        return None
+    return state
 
 
 def empty_folder(folder):

@@ -1,5 +1,6 @@
 // One invocation: a transaction, one command chosen by the name, a commit.
 
+#include <cstdio>
 #include <cstring>
 #include <unistd.h>
 
@@ -8,12 +9,6 @@
 #include "platform/config_store.h"
 
 namespace {
-
-void say_on_stderr(const char* text)
-{
-    // There is nobody to tell when this fails.
-    static_cast<void>(write(STDERR_FILENO, text, std::strlen(text)) < 0);
-}
 
 int error_end(const char* name)
 {
@@ -30,13 +25,6 @@ Outcome run_command(const Invocation& run)
     return Outcome::not_supported;
 }
 
-void say_not_supported(const char* name)
-{
-    say_on_stderr("\t");
-    say_on_stderr(name);
-    say_on_stderr(" is not support!\n");
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -49,7 +37,7 @@ int main(int argc, char** argv)
 
     const int tid = tesa_start_transc();
     if (tid == -1) {
-        say_on_stderr("Failed to start a transaction to zel middle\n");
+        dprintf(STDERR_FILENO, "Failed to start a transaction to zel middle\n");
         return error_end(name);
     }
     log_line("main", "^_^[%s] start.\n", name);
@@ -57,7 +45,7 @@ int main(int argc, char** argv)
     case Outcome::refused:
         return error_end(name);
     case Outcome::not_supported:
-        say_not_supported(name);
+        dprintf(STDERR_FILENO, "\t%s is not support!\n", name);
         break;
     case Outcome::completed:
         break;

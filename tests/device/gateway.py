@@ -33,6 +33,8 @@ Set up (before a run; all may be changed again between two runs)
                              the arguments as $1...; `times` is how often the rule serves. Without a rule a recorder
                              prints nothing and exits 0; wandataif.sh, if2sect.sh and uboot_env print the WAN
                              interface, the WAN section (wan100) and "SN0001".
+    gateway.kill_program_at(program, *words)
+                             a recorder's rule that kills the program under test (run.status is then -9).
     gateway.process(4242)    a sleeping process with that id, for `kill 4242`; see run.killed.
     gateway.at_pause(n, path, text)
                              during the n-th pause (from 1) of the next run the file gets that text.
@@ -91,6 +93,7 @@ class Gateway:
         self.uptime, self.time, self.pause_limit = 1000, 1700000000, 100
         self.shell = True
         self._stored, self._addresses, self._processes, self._rules = {}, [], [], {}
+        self._written = {}
         self._fresh, self._wan, self._sect = True, "ppp0", "wan100"
         self.last_run = None
         for folder in ("tmp", "run", "proc/net", "proc/sys/net/ipv6/conf", "dev", "gw/pauses", "gw/rules",
@@ -169,12 +172,20 @@ class Gateway:
             rule["times"] = str(times)
         self._rules.setdefault(program, []).insert(0, rule)
 
+    def kill_program_at(self, program, *words):
+        self.script(program, *words, sh="read -r _ _ _ parent _ < /.proc/$PPID/stat; kill -9 $parent", times=1)
+
     def _write_rules(self):
         device = {"wandataif.sh": self._wan + "\n", "if2sect.sh": self._sect + "\n", "uboot_env": "SN0001\n"}
         for program in {*self._rules, *device}:
-            rules = self._rules.get(program, [])
+            rules = list(self._rules.get(program, []))
             if program in device:
                 rules = rules + [{"when": "", "stdout": device[program], "status": "0"}]
+            for number, rule in enumerate(self._written.get(program, [])):
+                used = self.read(f"/gw/rules/{program}/{number}/used")
+                if used is not None:
+                    rule["used"] = used
+            self._written[program] = rules
             self.remove("/gw/rules/" + program)
             for number, rule in enumerate(rules):
                 for part, text in rule.items():

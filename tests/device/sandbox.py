@@ -44,7 +44,7 @@ def store_tool_path():
 
 def _check(result, what):
     if result != 0:
-        raise OSError(ctypes.get_errno(), f"{what}: {os.strerror(ctypes.get_errno())} (device tests need root)")
+        raise OSError(ctypes.get_errno(), f"{what}: {os.strerror(ctypes.get_errno())} (these tests need root, or `unshare -Urn` in front)")
 
 
 class NetNamespace:
@@ -146,8 +146,8 @@ class Template:
         made = self.tools / name
         if not made.exists() or made.stat().st_mtime < source.stat().st_mtime:
             fresh = self.tools / (name + ".new")
-            subprocess.run([os.environ.get("CC", "cc"), "-O1", "-Wall", "-Wextra", "-Wno-format-truncation", "-o", fresh, source, *flags],
-                           check=True)
+            subprocess.run([os.environ.get("CC", "cc"), "-O1", "-Wall", "-Wextra", "-Wno-format-truncation", "-o",
+                            fresh, source, *flags], check=True)
             fresh.rename(made)
         return made
 

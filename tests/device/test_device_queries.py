@@ -127,16 +127,19 @@ def test_an_interface_name_is_cut_to_fifteen_characters(tunnel):
     tunnel.ip4["abcdefghijklmno"] = "192.0.2.1/24"
     tunnel.script("wandataif.sh", stdout="abcdefghijklmnopq\n")
     run = tunnel.run("ipv6rd_restart")
-    assert run.messages("get_wan_ifname") == ["wandataif is [abcdefghijklmnopq]"]
+    assert run.messages("get_wan_ifname")[0] == "wandataif is [abcdefghijklmnopq]"
     assert run.messages("get_ip4_addr") == []
     assert run.messages("start_6rd")[0] == PARAMETERS % "192.0.2.1"
 
 
 def test_an_answer_with_a_control_character_inside_counts_as_absent(gateway):
-    gateway.script("if2sect.sh", stdout="wan\x01100\n")
+    gateway.script("wandataif.sh", stdout="ppp\x010\n")
     gateway.script("uboot_env", stdout="SN1\nSN2\n")
     run = gateway.run("ipv6rd_restart")
     assert run.status == 1
     assert "SerialNumber is " in run.messages("prepare_parm")
-    assert "wan0_sect is [wan100]" in run.messages("prepare_parm")
+    assert "wandataif is []" in run.messages("prepare_parm")
+    assert run.calls_of("if2sect.sh") == [["if2sect.sh"]]
     assert "\x01" not in run.log
+    for query in ("get_serial_number", "get_wan_ifname"):
+        assert "control character" in run.messages(query)[0]

@@ -3,7 +3,8 @@ import pytest
 
 GUARD = "/tmp/zel_ipv6cp_script_running"
 HOOKS = ["zel_ipv6cp_up", "zel_ipv6cp_down"]
-READ_TEXT = {"zel_ipv6cp_up": "zel_ipv6cp_up script_running[%s].", "zel_ipv6cp_down": "@zel_ipv6cp_down script_running[%s]."}
+READ_TEXT = {"zel_ipv6cp_up": "zel_ipv6cp_up script_running[%s].",
+             "zel_ipv6cp_down": "@zel_ipv6cp_down script_running[%s]."}
 
 
 @pytest.fixture
@@ -86,7 +87,7 @@ def test_a_guard_that_cannot_be_written_is_logged_and_the_hook_works_on(static_w
 
 
 def test_a_hook_that_was_killed_blocks_the_next_ones_until_the_guard_goes(static_wan):
-    static_wan.script("ip6tables", sh="kill -9 $PPID", times=1)
+    static_wan.kill_program_at("ip6tables", "-F")
     run = static_wan.run("zel_ipv6cp_up")
     assert run.status == -9
     assert run.files[GUARD] == "1"
@@ -112,3 +113,33 @@ def test_other_commands_do_not_know_the_guard(static_wan, name):
     run = static_wan.run(name, "lan")
     assert run.status == 1
     assert run.files[GUARD] == "1"
+
+
+def test_the_guard_is_neither_read_nor_written_through_a_symbolic_link(static_wan):
+    static_wan.file("/tmp/victim", "1")
+    static_wan.symlink(GUARD, "victim")
+    run = static_wan.run("zel_ipv6cp_up")
+    assert run.status == 1
+    assert run.messages("main")[1] == READ_TEXT["zel_ipv6cp_up"] % "0"
+    assert run.files == {GUARD: "-> victim", "/tmp/victim": "1"}
+
+
+def test_a_hook_that_starts_while_another_one_works_is_refused(static_wan):
+    static_wan.script("ip6tables", "-F", sh="/usr/sbin/zel_ipv6cp_down; echo $? > /tmp/answer")
+    run = static_wan.run("zel_ipv6cp_up")
+    assert run.status == 1
+    assert run.files == {"/tmp/answer": "255\n", GUARD: "0"}
+    assert [text for text in run.messages("main") if "zel_ipv6cp_down" in text] == [
+        "^_^[/usr/sbin/zel_ipv6cp_down] start.\n",
+        "@zel_ipv6cp_down script_running[1].",
+        "^_^[/usr/sbin/zel_ipv6cp_down] ERROR_INTERNAL, end\n",
+    ]
+
+
+def test_what_another_command_stores_meanwhile_is_kept(static_wan):
+    static_wan.store.update({"ip6_wan_ready@system": "1", "ip4_wan_ready@system": "0"})
+    static_wan.script("rdnssd", sh="/usr/sbin/zel_ipcp_up", times=1)
+    run = static_wan.run("zel_ipv6cp_down")
+    assert run.status == 1
+    assert run.store["ip6_wan_ready@system"] == "0"
+    assert run.store["ip4_wan_ready@system"] == "1"

@@ -15,7 +15,8 @@ def value(run, text):
 
 # --- subnet ids
 
-LANS = [("lan0", "lan_ip6_gua_sid(lan0):", "01", "prepare_parm"), ("lan1", "lan1_ip6_gua_sid(lan1):", "02", "prepare_parm_lan1")]
+LANS = [("lan0", "lan_ip6_gua_sid(lan0):", "01", "prepare_parm"),
+        ("lan1", "lan1_ip6_gua_sid(lan1):", "02", "prepare_parm_lan1")]
 
 
 @pytest.mark.parametrize("lan, text, default, routine", LANS)
@@ -138,7 +139,7 @@ def test_in_manual_mode_the_second_lan_notes_it_through_the_tool(gateway):
 
 
 def test_the_mode_is_noted_by_the_tool_even_when_nothing_is_committed(gateway):
-    gateway.script("ip", sh="kill -9 $PPID")
+    gateway.kill_program_at("ip")
     run = gateway.run("ipv6rd_restart")
     assert run.status == -9
     assert run.store == {"ip6_pre_manual_gid@lan0": "0", "ip6_pre_manual_gid@lan1": "0"}

@@ -126,10 +126,6 @@ def test_an_address_is_cut_to_15_characters(gateway):
         "2001:db8:1234:5", "2001:db8:1234:5", [1000] * 4)
 
 
-def test_whether_an_address_is_ipv4_is_told_from_what_is_left_after_the_cut(gateway):
-    assert harvested(gateway, "nameserver abcdefghijklmno:1\n") == ("abcdefghijklmno", None, [])
-
-
 def test_a_loopback_entry_without_line_end_is_taken_for_an_address(gateway):
     assert harvested(gateway, "nameserver 127.0.0.1") == ("127.0.0.", None, [])
 
@@ -142,9 +138,22 @@ def test_any_word_other_than_nameserver_is_taken_for_an_address(gateway):
     assert harvested(gateway, "search isp.example\nnameserver 10.0.0.1\n") == ("searc", "10.0.0.1", [])
 
 
+def test_a_blank_behind_an_address_makes_the_line_end_a_word_of_its_own(gateway):
+    assert harvested(gateway, "nameserver 10.0.0.12 \n") == ("10.0.0.1", "", [])
+
+
+def test_an_empty_line_is_taken_for_an_empty_ipv4_address(gateway):
+    assert harvested(gateway, "\nnameserver 10.0.0.1\n") == ("", "10.0.0.1", [])
+
+
+def test_a_word_with_a_control_character_counts_as_absent_and_the_log_says_so(gateway):
+    run = update(gateway, "nameserver\t10.0.0.1\nnameserver 10.0.0.2\r\nnameserver 10.0.0.3\n")
+    assert run.store_changes == {"dns@wan100": (None, "10.0.0.3")}
+    assert run.messages("zel_resolv_update") == ["a name server holds a control character and counts as absent."] * 2
+
+
 def test_a_line_longer_than_99_bytes_is_read_in_pieces(gateway):
-    # 98 blanks and the first digit, then the rest
-    assert harvested(gateway, " " * 97 + "10.0.0.1\n") == ("1", "0.0.1", [])
+    assert harvested(gateway, " " * 97 + "10.0.0.1\n") == ("1", ".0.0.1", [])
 
 
 def test_a_missing_file_is_looked_for_five_times(gateway):
@@ -256,7 +265,7 @@ def test_the_same_address_twice_is_added_twice_because_only_the_snapshot_is_sear
     assert added(gateway) == "nameserver 2001:db8::53\nnameserver 2001:db8::53\n"
 
 
-@pytest.mark.parametrize("before, again", [(1023 - len("2001:db8::53"), ""), (1024 - len("2001:db8::53"), "nameserver 2001:db8::53\n")])
+@pytest.mark.parametrize("before, again", [(1011, ""), (1012, "nameserver 2001:db8::53\n")])
 def test_only_the_first_1023_bytes_are_searched(gateway, before, again):
     gateway.store["ip6_dns_primary@wan100"] = "2001:db8::53"
     text = (BASE + "#" * before)[:before - 1] + "\n2001:db8::53\n"

@@ -49,7 +49,7 @@ mkdir -p tmp/calls
 ip link set lo up
 unshare --net sleep infinity &
 isp=$!
-while [ "$(readlink /proc/$isp/ns/net)" = "$(readlink /proc/self/ns/net)" ]; do sleep 0.01; done
+while there=$(readlink proc/$isp/ns/net) && [ "$there" = "$(readlink proc/$$/ns/net)" ]; do sleep 0.01; done
 ip link add eth0 type veth peer name isp0 netns $isp
 for bridge in br-lan br-lan1; do ip link add $bridge type bridge; ip link set $bridge up; done
 echo $isp >tmp/isp.pid
@@ -88,7 +88,7 @@ class Gateway:
                 self.first = children[0]
                 flags = ["--user", "--preserve-credentials"] if user else []
                 self.enter = ["nsenter", "--target", self.first, *flags, "--mount", "--net", "--pid", "--uts",
-                              "--root", "--wd=/proc/self/root"]
+                              "--root", "--wdns=/"]
                 break
             time.sleep(0.02)
         if self.enter is None:

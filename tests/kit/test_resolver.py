@@ -84,7 +84,7 @@ def test_hostile_lines_and_values_are_left_out(gateway):
                   ip6_dns1__system="3fff::1;touch /tmp/pwned", ip6_dns2__system="x\\nnameserver 6.6.6.6")
     text = ("nameserver 1.2.3.4;touch /tmp/pwned\nnameserver $(touch /tmp/pwned)\nnameserver 1.2.3.999\n"
             "search example\nnameserver\nnameserver 192.0.2.1 trailing\n")
-    assert rebuilt(gateway, text) == lines("127.0.0.1", "1.2.3.4;touch"[:0] or "192.0.2.1")
+    assert rebuilt(gateway, text) == lines("127.0.0.1", "192.0.2.1")
     assert not gateway.exists("/tmp/pwned")
 
 
@@ -116,10 +116,20 @@ def test_another_argument_changes_nothing(gateway):
 
 
 def forwarders(gateway):
-    """Process ids of the dnsmasq processes inside, the dead that nobody fetched included."""
-    found = gateway.sh("for p in /proc/[0-9]*; do read -r n 2>/dev/null <$p/comm && [ \"$n\" = dnsmasq ] && "
-                       "echo ${p#/proc/}; done; :").stdout.split()
-    return found
+    """Process ids of the gateway's dnsmasq processes; the dead that nobody has fetched have no network any more."""
+    return gateway.sh("""
+        for p in /proc/[0-9]*; do
+            n=; read -r n 2>/dev/null <$p/comm
+            [ "$n" = dnsmasq ] || continue
+            there=$(readlink $p/ns/net)
+            [ -n "$there" ] && [ "$there" != "$(readlink /proc/self/ns/net)" ] || echo ${p#/proc/}
+        done""").stdout.split()
+
+
+def only_forwarder(gateway):
+    """The one that runs, once the processes of its start are gone; none of them may stay."""
+    gateway.wait_for(lambda: len(forwarders(gateway)) == 1, seconds=10)
+    return forwarders(gateway)
 
 
 def upstream(gateway):
@@ -159,19 +169,17 @@ def test_a_bridge_that_gets_its_address_later_is_served(gateway):
 def test_one_forwarder_runs_whatever_is_called(gateway):
     gateway.write(FILE, lines("127.0.0.1"))
     gateway.run("/etc/init.d/dnsmasq2", "start")
-    first = forwarders(gateway)
-    assert len(first) == 1
+    first = only_forwarder(gateway)
     gateway.run("/etc/init.d/dnsmasq2", "start")
-    assert forwarders(gateway) == first
+    assert only_forwarder(gateway) == first
     gateway.run("/etc/init.d/dnsmasq2", "restart")
-    second = forwarders(gateway)
-    assert len(second) == 1 and second != first
+    second = only_forwarder(gateway)
+    assert second != first
     gateway.sh("rm /var/run/dnsmasq2.pid; /etc/init.d/dnsmasq2 restart")
-    third = forwarders(gateway)
-    assert len(third) == 1 and third != second
+    third = only_forwarder(gateway)
+    assert third != second
     gateway.sh("for n in 1 2 3 4; do /etc/init.d/dnsmasq2 restart & done; wait")
-    assert len(forwarders(gateway)) == 1
-    assert gateway.read("/var/run/dnsmasq2.pid").split() == forwarders(gateway)
+    assert gateway.read("/var/run/dnsmasq2.pid").split() == only_forwarder(gateway)
     gateway.run("/etc/init.d/dnsmasq2", "stop")
     gateway.wait_for(lambda: forwarders(gateway) == [])
     assert gateway.run("/etc/init.d/dnsmasq2", "status", check=False).returncode == 1
@@ -187,7 +195,7 @@ def test_another_programs_number_in_the_pid_file_is_left_alone(gateway):
 def test_usr1_does_not_end_it(gateway):
     gateway.write(FILE, lines("127.0.0.1"))
     gateway.run("/etc/init.d/dnsmasq2", "start")
-    before = forwarders(gateway)
+    before = only_forwarder(gateway)
     gateway.run("killall", "-s", "USR1", "dnsmasq")
     gateway.sh("sleep 0.3")
     assert forwarders(gateway) == before
@@ -199,7 +207,7 @@ def test_update_makes_it_read_the_file_again(gateway):
     gateway.run("/etc/init.d/dnsmasq2", "start")
     assert "3fff:0:1::80" not in asked(gateway, "127.0.0.1")
     gateway.write(FILE, lines("127.0.0.1", "3fff:0:1::53"))
-    before = forwarders(gateway)
+    before = only_forwarder(gateway)
     gateway.run("dnsmasq_update.sh")
     gateway.wait_for(lambda: "3fff:0:1::80" in asked(gateway, "127.0.0.1"), seconds=10)
     assert forwarders(gateway) == before

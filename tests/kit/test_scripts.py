@@ -62,6 +62,13 @@ def test_an_event_is_one_line(gateway):
     assert not gateway.exists("/tmp/pwned")
 
 
+def test_an_event_goes_to_syslog_when_there_is_one(gateway):
+    gateway.sh("mount -t tmpfs none /dev && mknod -m 666 /dev/null c 1 3 && busybox syslogd -O /tmp/messages")
+    gateway.run("vorn_syslog_cli", "addEventCode", "-1", "P005", "3fff:1::/56")
+    gateway.wait_for(lambda: gateway.exists("/tmp/messages") and "event: P005 3fff:1::/56" in gateway.read("/tmp/messages"))
+    assert gateway.read("/tmp/events").endswith(" P005 3fff:1::/56\n")
+
+
 def test_an_event_does_not_follow_a_link(gateway):
     gateway.sh("ln -s /etc/config/uboot.env /tmp/events")
     before = gateway.read("/etc/config/uboot.env")

@@ -124,8 +124,8 @@ ssize_t read_piece(int fd, Output& output)
 }
 
 // Reads until every writer has closed, or until the shell has ended and all that it can have written is read: a
-// daemon that the line left in the background keeps the pipe open for as long as it lives, and must not keep the caller.
-// Returns true when the shell's status has been collected on the way.
+// daemon that the line left in the background keeps the pipe open for as long as it lives, and must not keep the
+// caller. Returns true when the shell's status has been collected on the way.
 bool read_output(int fd, pid_t pid, Output& output)
 {
     int status;
@@ -147,7 +147,7 @@ bool read_output(int fd, pid_t pid, Output& output)
     }
 }
 
-}
+} // namespace
 
 int osSystem(const char* line)
 {

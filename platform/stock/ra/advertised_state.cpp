@@ -9,11 +9,13 @@ namespace {
 
 using Bytes = std::span<const unsigned char>;
 
-// Ranks of the witnesses: a neighbor entry may outlive the router's advertisements, a route does not.
-constexpr int neighbor_rank = 1;
-constexpr int low_route_rank = 2;
-constexpr int medium_route_rank = 3;
-constexpr int high_route_rank = 4;
+// Ranks of the witnesses: a neighbor entry may outlive the router's advertisements, a route does not. On a link without
+// link-layer addresses, as PPP is, the kernel flags no neighbor as a router; the one there is, is the peer.
+constexpr int peer_rank = 1;
+constexpr int neighbor_rank = 2;
+constexpr int low_route_rank = 3;
+constexpr int medium_route_rank = 4;
+constexpr int high_route_rank = 5;
 
 constexpr size_t aligned(size_t size)
 {
@@ -76,7 +78,7 @@ int rank_of_preference(uint8_t preference)
     }
 }
 
-}
+} // namespace
 
 void AdvertisedState::take_link(Bytes body)
 {
@@ -85,8 +87,8 @@ void AdvertisedState::take_link(Bytes body)
     InterfaceState state;
     if (!read_value(body, link) || link.ifi_family != AF_INET6 || count_ == capacity)
         return;
-    if (!find_attribute(after(body, aligned(sizeof link)), IFLA_PROTINFO, inet6) ||
-        !read_attribute(inet6, IFLA_INET6_FLAGS, state.flags))
+    if (!find_attribute(after(body, aligned(sizeof link)), IFLA_PROTINFO, inet6)
+        || !read_attribute(inet6, IFLA_INET6_FLAGS, state.flags))
         return;
     state.index = static_cast<unsigned int>(link.ifi_index);
     interfaces_[count_++] = state;
@@ -105,8 +107,8 @@ void AdvertisedState::offer_router(unsigned int index, const in6_addr& router, i
 void AdvertisedState::take_route(Bytes body)
 {
     rtmsg route;
-    if (!read_value(body, route) || route.rtm_family != AF_INET6 || route.rtm_dst_len != 0 ||
-        route.rtm_protocol != RTPROT_RA || route.rtm_type != RTN_UNICAST || (route.rtm_flags & RTM_F_CLONED) != 0)
+    if (!read_value(body, route) || route.rtm_family != AF_INET6 || route.rtm_dst_len != 0
+        || route.rtm_protocol != RTPROT_RA || route.rtm_type != RTN_UNICAST || (route.rtm_flags & RTM_F_CLONED) != 0)
         return;
     const Bytes attributes = after(body, aligned(sizeof route));
     uint8_t preference = 0;
@@ -132,10 +134,14 @@ void AdvertisedState::take_neighbor(Bytes body)
 {
     ndmsg neighbor;
     in6_addr address;
-    if (!read_value(body, neighbor) || neighbor.ndm_family != AF_INET6 || (neighbor.ndm_flags & NTF_ROUTER) == 0)
+    if (!read_value(body, neighbor) || neighbor.ndm_family != AF_INET6
+        || !read_attribute(after(body, aligned(sizeof neighbor)), NDA_DST, address))
         return;
-    if (read_attribute(after(body, aligned(sizeof neighbor)), NDA_DST, address))
-        offer_router(static_cast<unsigned int>(neighbor.ndm_ifindex), address, neighbor_rank);
+    const auto index = static_cast<unsigned int>(neighbor.ndm_ifindex);
+    if ((neighbor.ndm_flags & NTF_ROUTER) != 0)
+        offer_router(index, address, neighbor_rank);
+    else if ((neighbor.ndm_state & NUD_NOARP) != 0 && IN6_IS_ADDR_LINKLOCAL(&address))
+        offer_router(index, address, peer_rank);
 }
 
 void AdvertisedState::take(Bytes message)
@@ -168,9 +174,9 @@ bool AdvertisedState::has_all_routers() const
     return true;
 }
 
-const InterfaceState* AdvertisedState::find(unsigned int index) const
+InterfaceState* AdvertisedState::find(unsigned int index)
 {
-    for (const InterfaceState& state : std::span(interfaces_, count_)) {
+    for (InterfaceState& state : std::span(interfaces_, count_)) {
         if (state.index == index)
             return &state;
     }

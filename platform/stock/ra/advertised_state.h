@@ -6,6 +6,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <optional>
 #include <span>
 
 inline constexpr uint32_t advertisement_received = 0x20;
@@ -15,8 +16,9 @@ inline constexpr uint32_t other_flag = 0x80;
 struct InterfaceState {
     unsigned int index = 0;
     uint32_t flags = 0;
-    int router_rank = 0;   // how good a witness of the router has been found; 0: none
+    int router_rank = 0; // how good a witness of the router has been found; 0: none
     in6_addr router = {};
+    std::optional<unsigned long> solicitations; // for who reads them to keep them here
 };
 
 class AdvertisedState {
@@ -34,7 +36,7 @@ public:
     bool has_all_routers() const;
 
     // Null for an interface that the kernel did not list.
-    const InterfaceState* find(unsigned int index) const;
+    InterfaceState* find(unsigned int index);
 
 private:
     void take_link(std::span<const unsigned char> body);

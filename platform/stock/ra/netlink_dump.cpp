@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr size_t answer_capacity = 65536;   // the kernel fills at most half of it at once
+constexpr size_t answer_capacity = 65536; // the kernel fills at most half of it at once
 constexpr size_t largest_header = sizeof(ifinfomsg) > sizeof(rtmsg) ? sizeof(ifinfomsg) : sizeof(rtmsg);
 
 struct Request {
@@ -28,7 +28,7 @@ bool send_request(int socket_fd, uint16_t type)
     request.head.nlmsg_len = static_cast<uint32_t>(sizeof request.head + body_size(type));
     request.head.nlmsg_type = type;
     request.head.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-    request.body[0] = AF_INET6;   // each of the three bodies begins with its address family
+    request.body[0] = AF_INET6; // each of the three bodies begins with its address family
     return send(socket_fd, &request, request.head.nlmsg_len, 0) == static_cast<ssize_t>(request.head.nlmsg_len);
 }
 
@@ -52,7 +52,7 @@ DumpStep take_answer(std::span<const unsigned char> answer, AdvertisedState& sta
     return DumpStep::more;
 }
 
-}
+} // namespace
 
 bool take_dump(uint16_t type, AdvertisedState& state)
 {

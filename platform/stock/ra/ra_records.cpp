@@ -46,7 +46,7 @@ unsigned long read_solicitations(std::string_view interface)
         return 0;
     LineReader lines(fd);
     std::string_view line;
-    unsigned long count = 0;   // the kernel leaves the line out before the first solicitation
+    unsigned long count = 0; // the kernel leaves the line out before the first solicitation
     while (lines.next(line) == LineResult::line) {
         if (const auto found = parse_solicitations(line)) {
             count = *found;
@@ -55,6 +55,16 @@ unsigned long read_solicitations(std::string_view interface)
     }
     close(fd);
     return count;
+}
+
+// Reads them once for an interface of many addresses.
+unsigned long count_solicitations(const AddressLine& address, InterfaceState* interface)
+{
+    if (interface == nullptr)
+        return read_solicitations(address.interface);
+    if (!interface->solicitations)
+        interface->solicitations = read_solicitations(address.interface);
+    return *interface->solicitations;
 }
 
 bool write_all(int fd, const char* text, size_t size)
@@ -83,15 +93,15 @@ bool write_records(int addresses, int records)
         if (!address)
             continue;
         char record[record_capacity];
-        const size_t size =
-            format_record(*address, state.find(address->index), read_solicitations(address->interface), record);
+        InterfaceState* const interface = state.find(address->index);
+        const size_t size = format_record(*address, interface, count_solicitations(*address, interface), record);
         if (!write_all(records, record, size))
             return false;
     }
     return result == LineResult::end;
 }
 
-}
+} // namespace
 
 FILE* open_ra_records(void)
 {

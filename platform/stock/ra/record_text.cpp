@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t address_digits = 32;
 constexpr size_t max_interface_name = 20;
-constexpr unsigned long max_column = 0xff;   // two digits
+constexpr unsigned long max_column = 0xff; // two digits
 constexpr std::string_view solicitations_word = "Icmp6OutType133";
 
 bool is_blank(char c)
@@ -49,7 +49,7 @@ bool read_number(std::string_view text, int base, T& number)
     return result.ec == std::errc() && result.ptr == end;
 }
 
-}
+} // namespace
 
 std::optional<AddressLine> parse_address_line(std::string_view line)
 {
@@ -61,10 +61,10 @@ std::optional<AddressLine> parse_address_line(std::string_view line)
     parsed.scope = next_word(rest);
     parsed.flags = next_word(rest);
     parsed.interface = next_word(rest);
-    const bool fits = parsed.address.size() == address_digits && is_hex(parsed.address) &&
-                      read_number(index, 16, parsed.index) && is_two_digits(parsed.prefix_length) &&
-                      is_two_digits(parsed.scope) && is_two_digits(parsed.flags) && !parsed.interface.empty() &&
-                      parsed.interface.size() <= max_interface_name;
+    const bool fits = parsed.address.size() == address_digits && is_hex(parsed.address)
+                      && read_number(index, 16, parsed.index) && is_two_digits(parsed.prefix_length)
+                      && is_two_digits(parsed.scope) && is_two_digits(parsed.flags) && !parsed.interface.empty()
+                      && parsed.interface.size() <= max_interface_name;
     return fits ? std::optional(parsed) : std::nullopt;
 }
 
@@ -94,11 +94,11 @@ size_t format_record(const AddressLine& line, const InterfaceState* state, unsig
         snprintf(router + 2 * i, 3, "%02x", octet);
     }
     const auto text = [](std::string_view part) { return static_cast<int>(part.size()); };
-    const int size = snprintf(
-        record, sizeof record, "%.*s %02lx %.*s %.*s %.*s %02lx %08lx %.*s %s\n", text(line.address),
-        line.address.data(), static_cast<unsigned long>(line.index) & max_column, text(line.prefix_length),
-        line.prefix_length.data(), text(line.scope), line.scope.data(), text(line.flags), line.flags.data(),
-        solicitations < max_column ? solicitations : max_column, static_cast<unsigned long>(flags),
-        text(line.interface), line.interface.data(), router);
+    const int size =
+        snprintf(record, sizeof record, "%.*s %02lx %.*s %.*s %.*s %02lx %08lx %.*s %s\n", text(line.address),
+                 line.address.data(), static_cast<unsigned long>(line.index) & max_column, text(line.prefix_length),
+                 line.prefix_length.data(), text(line.scope), line.scope.data(), text(line.flags), line.flags.data(),
+                 solicitations < max_column ? solicitations : max_column, static_cast<unsigned long>(flags),
+                 text(line.interface), line.interface.data(), router);
     return size > 0 ? static_cast<size_t>(size) : 0;
 }

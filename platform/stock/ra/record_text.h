@@ -10,7 +10,7 @@
 
 // One line of /proc/net/if_inet6; the texts point into the line.
 struct AddressLine {
-    std::string_view address;   // 32 hexadecimal digits
+    std::string_view address; // 32 hexadecimal digits
     unsigned int index;
     std::string_view prefix_length;
     std::string_view scope;

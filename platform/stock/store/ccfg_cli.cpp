@@ -22,16 +22,15 @@ namespace {
 
 constexpr int failed = 1;
 constexpr int misused = 2;
-constexpr off_t import_limit = off_t{32} << 20;   // twice what a store can hold
+constexpr off_t import_limit = off_t{32} << 20; // twice what a store can hold
 
-constexpr char usage[] =
-    "usage: ccfg_cli get KEY@SECTION\n"
-    "       ccfg_cli set KEY@SECTION=VALUE\n"
-    "       ccfg_cli unset KEY@SECTION\n"
-    "       ccfg_cli list [SECTION]\n"
-    "       ccfg_cli export\n"
-    "       ccfg_cli import [FILE]\n"
-    "       ccfg_cli --help\n";
+constexpr char usage[] = "usage: ccfg_cli get KEY@SECTION\n"
+                         "       ccfg_cli set KEY@SECTION=VALUE\n"
+                         "       ccfg_cli unset KEY@SECTION\n"
+                         "       ccfg_cli list [SECTION]\n"
+                         "       ccfg_cli export\n"
+                         "       ccfg_cli import [FILE]\n"
+                         "       ccfg_cli --help\n";
 
 constexpr char help[] =
     "\n"
@@ -42,7 +41,8 @@ constexpr char help[] =
     "  unset   removes the setting\n"
     "  list    writes all settings, or those of one section, sorted, as KEY@SECTION=VALUE\n"
     "  export  writes all settings as import reads them\n"
-    "  import  sets what the lines KEY@SECTION=VALUE of FILE, or of standard input, say: all of them, or none when one\n"
+    "  import  sets what the lines KEY@SECTION=VALUE of FILE, or of standard input, say: all of them, or none when "
+    "one\n"
     "          of them is wrong; blank lines and lines that start with # are skipped\n"
     "\n"
     "KEY and SECTION: 1 to 63 characters of A-Za-z0-9_.- each. VALUE: up to 1023 bytes without control characters.\n"
@@ -187,12 +187,12 @@ int import_copy(int source, const char* name)
         store_message("%s: cannot be copied: %s", name, strerror(errno));
         return failed;
     }
-    bool imported = copy_input(source, name, scratch) && lseek(scratch, 0, SEEK_SET) == 0 &&
-                    import_settings(scratch, name, nullptr);
+    bool imported = copy_input(source, name, scratch) && lseek(scratch, 0, SEEK_SET) == 0
+                    && import_settings(scratch, name, nullptr) && load_settings(); // a damaged store is not added to
     if (imported) {
         StoreWriter writer;
-        imported = lseek(scratch, 0, SEEK_SET) == 0 && writer.begin(store_path()) &&
-                   import_settings(scratch, name, &writer) && writer.commit();
+        imported = lseek(scratch, 0, SEEK_SET) == 0 && writer.begin(store_path())
+                   && import_settings(scratch, name, &writer) && writer.commit();
     }
     close(scratch);
     return imported ? 0 : failed;
@@ -241,7 +241,7 @@ int run(std::string_view verb, int arguments, const char* argument)
     return complain_usage("there is no such verb");
 }
 
-}
+} // namespace
 
 int main(int argc, char* argv[])
 {

@@ -91,7 +91,7 @@ int finish_change(bool has_room, const char* what, const SettingName& name)
     return -1;
 }
 
-}
+} // namespace
 
 int tesa_start_transc(void)
 {
@@ -143,7 +143,7 @@ int tesa_ccfg_get_str(int tid, const char* sect, const char* key, char* buf, int
         const size_t room = static_cast<size_t>(size) - 1;
         const size_t copied = value.size() < room ? value.size() : room;
         if (copied > 0)
-            memmove(buf, value.data(), copied);   // the default may be the buffer itself
+            memmove(buf, value.data(), copied); // the default may be the buffer itself
         buf[copied] = '\0';
     }
     return exists ? 0 : -1;

@@ -23,7 +23,8 @@ struct TouchedSetting {
 
 class Overlay {
 public:
-    // Records a set or an unset. `value` must be within the limits. Returns false when there is no room for one more key.
+    // Records a set or an unset. `value` must be within the limits. Returns false when there is no room for one more
+    // key.
     bool set(const SettingName& name, std::string_view value);
     bool unset(const SettingName& name);
 

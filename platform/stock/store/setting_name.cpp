@@ -15,8 +15,8 @@ bool is_name_part(std::string_view text)
     if (text.empty() || text.size() > max_name_part)
         return false;
     for (const char c : text) {
-        const bool fits = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
-                          c == '.' || c == '-';
+        const bool fits = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_'
+                          || c == '.' || c == '-';
         if (!fits)
             return false;
     }

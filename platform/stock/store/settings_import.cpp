@@ -13,7 +13,7 @@ bool is_skipped(std::string_view line)
     return line.empty() || line.front() == '#' || line.find_first_not_of(" \t\r") == line.npos;
 }
 
-}
+} // namespace
 
 bool import_settings(int fd, const char* source, StoreWriter* writer)
 {

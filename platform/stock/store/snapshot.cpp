@@ -60,11 +60,11 @@ bool is_setting(const MDB_val& record, const MDB_val& value)
 {
     const std::string_view text(static_cast<const char*>(record.mv_data), record.mv_size);
     SettingName name;
-    return value.mv_size <= max_value && !text.empty() && text.back() == '=' &&
-           parse_name(first_part(text, text.size() - 1), name) == nullptr;
+    return value.mv_size <= max_value && !text.empty() && text.back() == '='
+           && parse_name(first_part(text, text.size() - 1), name) == nullptr;
 }
 
-}
+} // namespace
 
 bool Snapshot::refresh(MDB_env* env)
 {

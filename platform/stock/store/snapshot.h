@@ -11,7 +11,7 @@
 #include <string_view>
 
 struct StoredSetting {
-    std::string_view record;   // "key@section="
+    std::string_view record; // "key@section="
     std::string_view value;
 };
 
@@ -32,7 +32,7 @@ public:
 private:
     int copy(MDB_txn* txn);
 
-    char* area_ = nullptr;          // own memory mapping: the offsets of the settings, then the settings
+    char* area_ = nullptr; // own memory mapping: the offsets of the settings, then the settings
     size_t area_size_ = 0;
     size_t count_ = 0;
     size_t state_ = 0;

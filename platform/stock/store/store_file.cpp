@@ -19,25 +19,28 @@ constexpr char default_path[] = "/etc/config/ccfg.db";
 constexpr char factory_name[] = "ccfg.factory";
 constexpr char unfinished_suffix[] = ".new";
 constexpr size_t path_capacity = 4096;
-constexpr size_t map_size = size_t{16} << 20;   // address space, not memory and not disk
+constexpr size_t map_size = size_t{16} << 20; // address space, not memory and not disk
 constexpr mode_t file_mode = 0600;
 
 struct PathText {
     char text[path_capacity];
 };
 
-bool has_contents(const char* path)
+// True when there is no file, or an empty one, which has no settings to lose. Anything else is left alone.
+bool is_missing(const char* path)
 {
     struct stat file;
-    return stat(path, &file) == 0 && file.st_size > 0;
+    if (stat(path, &file) != 0)
+        return errno == ENOENT;
+    return S_ISREG(file.st_mode) && file.st_size == 0;
 }
 
 bool is_same_file(int fd, const char* path)
 {
     struct stat by_fd;
     struct stat by_path;
-    return fstat(fd, &by_fd) == 0 && lstat(path, &by_path) == 0 && by_fd.st_dev == by_path.st_dev &&
-           by_fd.st_ino == by_path.st_ino;
+    return fstat(fd, &by_fd) == 0 && lstat(path, &by_path) == 0 && by_fd.st_dev == by_path.st_dev
+           && by_fd.st_ino == by_path.st_ino;
 }
 
 // Path of `name` in the folder of `path`.
@@ -96,7 +99,7 @@ bool build_store(const char* path, const char* unfinished, int fd)
     return true;
 }
 
-}
+} // namespace
 
 const char* store_path()
 {
@@ -154,8 +157,8 @@ bool is_whole(MDB_env* env)
     MDB_stat sizes;
     int fd;
     struct stat file;
-    if (mdb_env_info(env, &info) != 0 || mdb_env_stat(env, &sizes) != 0 || mdb_env_get_fd(env, &fd) != 0 ||
-        fstat(fd, &file) != 0)
+    if (mdb_env_info(env, &info) != 0 || mdb_env_stat(env, &sizes) != 0 || mdb_env_get_fd(env, &fd) != 0
+        || fstat(fd, &file) != 0)
         return false;
     return info.me_last_pgno < static_cast<unsigned long long>(file.st_size) / sizes.ms_psize;
 }
@@ -168,7 +171,7 @@ bool create_missing_store(const char* path)
         store_message("%s: the path is too long", path);
         return false;
     }
-    while (!has_contents(path)) {
+    while (is_missing(path)) {
         const int fd = open(unfinished.text, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, file_mode);
         if (fd < 0 || !lock_writer(fd)) {
             store_message("%s: cannot be created: %s", path, strerror(errno));
@@ -177,15 +180,13 @@ bool create_missing_store(const char* path)
             return false;
         }
         // Who had the lock before may have finished, or given up, the file that has just been locked.
-        if (has_contents(path) || !is_same_file(fd, unfinished.text)) {
-            close(fd);
-            continue;
-        }
-        const bool built = build_store(path, unfinished.text, fd);
-        if (!built)
+        const bool is_own = is_same_file(fd, unfinished.text);
+        const bool is_needed = is_missing(path);
+        const bool built = is_own && is_needed && build_store(path, unfinished.text, fd);
+        if (is_own && !built)
             unlink(unfinished.text);
         close(fd);
-        if (!built)
+        if (is_own && is_needed && !built)
             return false;
     }
     return true;
@@ -196,11 +197,8 @@ MDB_env* open_store()
     const char* const path = store_path();
     MDB_env* env;
     int error = open_store_env(path, MDB_RDONLY, env);
-    if (error != 0 && !has_contents(path)) {
-        if (error != ENOENT && access(path, F_OK) != 0) {
-            store_message("%s: %s", path, store_error(errno));
-            return nullptr;
-        }
+    if (error != 0) {
+        // Another process may have created it by now; then this only opens it once more.
         if (!create_missing_store(path))
             return nullptr;
         error = open_store_env(path, MDB_RDONLY, env);

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr off_t writer_byte = 0x40000000;   // behind any contents and within the reach of a 32-bit offset
+constexpr off_t writer_byte = 0x40000000; // behind any contents and within the reach of a 32-bit offset
 constexpr off_t first_mark = writer_byte + 1;
 constexpr off_t marks = 0x01000000;
 constexpr long look_interval_ns = 200'000;
@@ -48,7 +48,7 @@ int has_mark(int fd, off_t start, off_t size)
     return request.l_type == F_UNLCK ? 0 : 1;
 }
 
-}
+} // namespace
 
 bool lock_writer(int fd)
 {

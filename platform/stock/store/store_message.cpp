@@ -11,7 +11,7 @@ namespace {
 constexpr size_t message_capacity = 4096;
 constexpr size_t shown_capacity = 2048;
 
-}
+} // namespace
 
 void store_message(const char* format, ...)
 {

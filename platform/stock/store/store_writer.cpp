@@ -13,7 +13,7 @@ MDB_val as_record(std::string_view text)
     return {text.size(), const_cast<char*>(text.data())};
 }
 
-}
+} // namespace
 
 bool StoreWriter::fail(int error)
 {
