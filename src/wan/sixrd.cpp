@@ -67,12 +67,12 @@ void read_settings(int tid, SixrdTexts& s)
              s.prefix, s.pfxlen, s.relay, s.v4mask);
 }
 
-// The answer names the first address within its first lines; 4 kB of it are more than enough.
+// The answer is read to 64 kB.
 void resolve_relay(Text<50>& relay)
 {
     run_shell("nslookup %s > /tmp/host.log", relay);
     {
-        char answer[4096];
+        static char answer[65536];
         const Stream file("/tmp/host.log");
         const std::size_t size = file.is_open() ? std::fread(answer, 1, sizeof answer - 1, file.get()) : 0;
         answer[size] = '\0';
