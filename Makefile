@@ -28,7 +28,7 @@ asan:
 ## make demo       the main flow against real daemons, in namespaces
 demo: build
 	@tools/need-packages lab
-	@lab/demo $(DEMO)
+	@lab/lab demo $(DEMO)
 
 ## make test       every test
 test: test-unit test-device test-kit test-lab

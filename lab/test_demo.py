@@ -1,6 +1,7 @@
 """The demo as a test, and the promise that a lab leaves nothing behind, however it ends."""
 import json
 import os
+import re
 import signal
 import subprocess
 from pathlib import Path
@@ -76,16 +77,20 @@ def test_a_killed_demo_leaves_nothing_running(folder, watch):
 
 
 def test_a_lab_stays_up_until_it_is_taken_down(folder, watch):
-    up = subprocess.run(lab(folder, "up", "--bare"), capture_output=True, text=True, timeout=200, check=False)
+    up = subprocess.run(lab(folder, "up"), capture_output=True, text=True, timeout=200, check=False)
     try:
         assert up.returncode == 0, up.stderr
         watch.note()
+        server = subprocess.run(lab(folder, "exec", "host0", "getent", "ahostsv6", "www"), capture_output=True,
+                                text=True, check=False)
+        assert server.stdout.startswith("3fff:100:80::80 "), "a host of the connected lab resolves a name"
         name = subprocess.run(lab(folder, "exec", "host1", "hostname"), capture_output=True, text=True, check=False)
         assert (name.returncode, name.stdout) == (0, "host1\n"), name.stderr
         status = subprocess.run(lab(folder, "exec", "gw", "sh", "-c", "exit 7"), check=False)
         assert status.returncode == 7
         shown = subprocess.run(lab(folder, "status"), capture_output=True, text=True, check=False)
-        assert shown.returncode == 0 and "A lab is up" in shown.stdout
+        assert shown.returncode == 0 and shown.stdout.startswith("A lab is up"), shown.stderr
+        assert re.search(r"runs +.*dhclient.*dhcp6d.*dnsmasq.*radvd.*rdnssd", shown.stdout), shown.stdout
         again = subprocess.run(lab(folder, "up"), capture_output=True, text=True, check=False)
         assert again.returncode == 1 and "already up" in again.stderr
     finally:

@@ -68,6 +68,7 @@ class Demo:
                see.solicited, within=60)
         expect("The client's identifier on the wire is the stored one", see.same_identifier)
         expect("The provider's Reply binds an address and a prefix (on the wire)", see.bound, within=60)
+        need(see.reply, "there is no lease, so nothing of it can be looked at")
         expect("The store holds what the Reply granted", see.stored_lease)
         expect("The change was applied (EFFECT6): WAN ready, nothing left to do", see.applied, within=60)
         expect(f"{self.gw.wan} carries the leased address", see.wan_address)
@@ -82,6 +83,7 @@ class Demo:
 
     def hosts_at_work(self):
         """Hosts on both LANs use the line"""
+        need(self.see.reply, "there is no lease")
         for number in range(len(self.hosts)):
             self.host_at_work(number)
 
@@ -108,6 +110,7 @@ class Demo:
 
     def firewall(self):
         """The firewall: closed, then open for one service only"""
+        need(self.see.reply, "there is no lease")
         expect, see = self.checks.expect, self.see
         traffic.listen(self.hosts[0], tcp=(OPEN_PORT, CLOSED_PORT))
         for port in (OPEN_PORT, CLOSED_PORT):
@@ -128,6 +131,7 @@ class Demo:
 
     def line_down(self):
         """The lease is given back, the line goes down"""
+        need(self.see.reply, "there is no lease")
         expect, see = self.checks.expect, self.see
         address, prefix = see.reply.addresses[0][0], see.reply.prefixes[0][0]
         begin = time.time()

@@ -5,8 +5,8 @@ import shutil
 import time
 from pathlib import Path
 
-from netlab.node import Node, NodeError
-from netlab.wait import NotYet, wait_for
+from netlab.node import PYTHON, Node, NodeError
+from netlab.wait import need, wait_for
 
 COMMANDS = ("zel_ipv6_lan", "zel_ip6neigh_update", "zel_dhcp6c_update", "zel_resolv_update", "zel_ipcp_up",
             "zel_ipcp_down", "zel_ipv6cp_up", "zel_ipv6cp_down", "zel_ifconfig", "wan6c_restart", "ipv6rd_restart",
@@ -91,13 +91,20 @@ class Gateway(Node):
     def sysctl(self, key):
         return self.read(f"/proc/sys/{key.replace('.', '/')}").strip()
 
+    def advertised_flags(self):
+        """What the kernel notes of advertisements on the WAN (see the module of this name)."""
+        return int(self.must(PYTHON, "-I", "/lab/src/netlab/advertised_flags.py", self.wan), 16)
+
     def await_advertisement(self, within=40):
-        """Returns when the kernel has taken a router advertisement on the WAN: its default route says so."""
+        """Returns the router's address when the kernel has noted an advertisement on the WAN. One that comes before the
+        first solicitation gives a default route already, but the kernel notes only one that comes after it."""
         def probe():
             routes = self.json("ip", "-j", "-6", "route", "show", "default", "dev", self.wan)
-            if not any(route.get("protocol") == "ra" for route in routes):
-                raise NotYet(f"no router advertisement has reached the gateway's {self.wan}")
-            return next(route["gateway"] for route in routes if route.get("protocol") == "ra")
+            routers = [route["gateway"] for route in routes if route.get("protocol") == "ra"]
+            flags = self.advertised_flags()
+            need(routers and flags & 0x20, f"no advertisement has answered a solicitation on the gateway's {self.wan}: "
+                                           f"flags {flags:#x}, routers {routers}")
+            return routers[0]
         return wait_for(probe, within)
 
     def log(self):

@@ -85,10 +85,12 @@ class Node:
                 stderr=log, text=True, start_new_session=True, env=self.environment())
         self.leash.stdin.write(json.dumps(config) + "\n")
         self.leash.stdin.flush()
-        first, second = self.leash.stdout.readline().strip(), self.leash.stdout.readline().strip()
-        if second != "ready":
+        # Two processes write here, one its child's number and the other that it is ready, in either order.
+        told = {self.leash.stdout.readline().strip(), self.leash.stdout.readline().strip()}
+        numbers = [int(line) for line in told if line.isdigit()]
+        if "ready" not in told or not numbers:
             raise NodeError(f"{self.name} did not come up: {(self.out / 'init.log').read_text().strip()}")
-        self.pid = int(first)
+        self.pid = numbers[0]
         self.must("ip", "link", "set", "lo", "up")
 
     def basic_files(self):

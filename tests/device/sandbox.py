@@ -1,4 +1,4 @@
-"""The private root that the program runs in: built helpers, the root's template, the network namespace.
+"""The private root that the program runs in: small C programs, the root's template, the network namespace.
 
 Nothing here outlives the test process: the network namespace is held by an open file only, and bwrap takes its
 process and mount namespaces with it.
@@ -44,7 +44,8 @@ def store_tool_path():
 
 def _check(result, what):
     if result != 0:
-        raise OSError(ctypes.get_errno(), f"{what}: {os.strerror(ctypes.get_errno())} (these tests need root, or `unshare -Urn` in front)")
+        reason = os.strerror(ctypes.get_errno())
+        raise OSError(ctypes.get_errno(), f"{what}: {reason} (these tests need root, or `unshare -Urn` in front)")
 
 
 class NetNamespace:

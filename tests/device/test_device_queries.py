@@ -86,6 +86,12 @@ def test_a_mac_is_printed_in_lower_case(gateway):
     assert run.messages("get_mac_addr")[1] == "br-lan macaddr is [00:1a:2b:3c:4d:5e]"
 
 
+def test_every_octet_of_a_mac_has_two_lower_case_digits(gateway):
+    gateway.links["br-lan1"] = "FA:0B:CD:0E:EF:AB"
+    run = gateway.run("ipv6rd_restart")
+    assert run.messages("get_mac_addr")[0] == "br-lan1 macaddr is [fa:0b:cd:0e:ef:ab]"
+
+
 def test_a_missing_interface_has_no_mac(gateway):
     del gateway.links["br-lan"]
     run = gateway.run("ipv6rd_restart")

@@ -137,3 +137,29 @@ def test_the_client_event_hook_passes_the_transaction_to_its_handler(fixed):
     assert called[len("[zel-ipv6 main] call dhcp6c_main("):-len(") , line:4044")].isdecimal()
     assert run.log_after_loading[-2:] == ended("zel_dhcp6c_update")
     assert run.store_changes == LOADED
+
+
+# With a client that runs, its stop shows its place in each sequence.
+STOP_CLIENT = ["ps",
+               "/usr/sbin/dhclient -r -6 -P -d -q -nw -cf /tmp/dhcp6c-wan.conf -sf /usr/sbin/zel_dhcp6c_update "
+               "-lf /tmp/dhcp6c-wan.leases -pf /var/run/dhcp6c-wan.pid ppp0",
+               "(pause 1000 ms)"]
+
+
+@pytest.mark.parametrize("name, steps", [
+    ("wan6c_restart", ["/usr/sbin/ip tunnel del 6rd"] + STOP_CLIENT + STOP_DAEMONS),
+    ("dhcp6c_restart", STOP_CLIENT + STOP_DAEMONS),
+    ("dhcp6c_release", STOP_CLIENT + STOP_DAEMONS),
+    ("dhcp6c_renew", STOP_CLIENT),
+    ("zel_ipv6cp_up", ["ip6tables -F"] + STOP_CLIENT),
+    ("zel_ipv6cp_down", ["killall rdnssd"] + STOP_DAEMONS + STOP_CLIENT
+     + ["/usr/sbin/sip_config SIP_CORE_SetVcIPAddr 10 '' ''", "radvd -C /tmp/radvd.conf",
+        "/tmp/dhcp6d -6 -cf /tmp/dhcp6d.conf", "rdnssd -r /tmp/rdnssd"]),
+])
+def test_a_running_client_is_stopped_at_its_place_in_the_sequence(fixed, name, steps):
+    fixed.file("/var/run/dhcp6c-wan.pid", "4242\n")
+    fixed.script("ps", stdout=" 4242 root      1234 /usr/sbin/dhclient -6 -P -d -q -nw -cf /tmp/dhcp6c-wan.conf\n")
+    run = fixed.run(name)
+    assert run.status == 1
+    assert run.journal == QUERIES + steps
+    assert "/var/run/dhcp6c-wan.pid" not in run.files

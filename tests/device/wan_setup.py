@@ -1,5 +1,4 @@
-"""Pieces that the tests of the WAN have in common: router-advertisement records, the client's lines, small views of a run.
-"""
+"""What the tests of the WAN have in common: router-advertisement records, the client's lines, parts of a run."""
 import ipaddress
 
 RECORDS = "/proc/net/if_flags6"
@@ -9,7 +8,6 @@ SCRIPT = "/usr/sbin/zel_dhcp6c_update"
 LIST_CLIENTS = "ps | grep dhclient > /tmp/ps_dhcp6c_s.txt"
 LIST_FOR_STOP = "ps | grep dhclient > /tmp/ps_dhcp6c.txt"
 STOP_RADVD = "killall radvd; rm -f /tmp/run/radvd.pid"
-NO_CLIENT_STOPPED = ["[zel-ipv6 stop_dhcp6c] enter"]
 REQUEST_ALL = "request dhcp6.name-servers, dhcp6.domain-search, dhcp6.rapid-commit, dhcp6.sntp-servers;\n"
 REQUEST_WITHOUT_SERVERS = "request dhcp6.domain-search, dhcp6.rapid-commit, dhcp6.sntp-servers;\n"
 LAN0_DUID = "00:03:00:01:00:11:22:33:44:55"
@@ -84,14 +82,6 @@ def own_console(run):
     """The console after loading the parameters."""
     assert "Auto_gid" in run.console_masked[0]
     return type(run.lines)(run.console_masked[1:])
-
-
-def up_to(lines, *wanted):
-    """The lines up to and with the first one of `wanted`."""
-    for number, line in enumerate(lines):
-        if line in wanted:
-            return type(lines)(lines[:number + 1])
-    raise AssertionError(f"none of {wanted} in {lines}")
 
 
 def between(lines, first, last):

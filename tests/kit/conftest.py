@@ -1,7 +1,6 @@
 """A gateway root for the kit: the host's root with the kit laid over it, in namespaces of its own, and an ISP beside it.
 
-Works as root and as an ordinary user (then in a user namespace). Nothing is left behind: the end of the first process of
-the process namespace ends everything inside.
+Needs root. Nothing is left behind: the end of the first process of the process namespace ends everything inside.
 """
 
 import os
@@ -74,9 +73,8 @@ class Gateway:
             (overlay / "usr/sbin" / script).chmod(0o755)
         mountpoint = folder / "root"
         mountpoint.mkdir()
-        user = [] if os.getuid() == 0 else ["--user", "--map-root-user"]
         self.unshare = subprocess.Popen(
-            ["unshare", *user, "--mount", "--net", "--pid", "--uts", "--fork", "--kill-child",
+            ["unshare", "--mount", "--net", "--pid", "--uts", "--fork", "--kill-child",
              "/bin/sh", "-c", SETUP, "sh", str(mountpoint), str(overlay)],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         self.enter = None
@@ -86,8 +84,7 @@ class Gateway:
             children = pathlib.Path(f"/proc/{self.unshare.pid}/task/{self.unshare.pid}/children").read_text().split()
             if children and os.path.exists(f"/proc/{children[0]}/root/tmp/ready"):
                 self.first = children[0]
-                flags = ["--user", "--preserve-credentials"] if user else []
-                self.enter = ["nsenter", "--target", self.first, *flags, "--mount", "--net", "--pid", "--uts",
+                self.enter = ["nsenter", "--target", self.first, "--mount", "--net", "--pid", "--uts",
                               "--root", "--wdns=/"]
                 break
             time.sleep(0.02)
@@ -164,4 +161,7 @@ class Gateway:
 def gateway(tmp_path):
     made = Gateway(tmp_path)
     yield made
+    # Shown with a failed test only.
+    print(made.sh("grep -rs . /tmp/*.log /var/run/ipv6ctl-dhclient/*/*.log; ls -l /tmp/calls; "
+                  "grep -aoz '^reason=.*' /tmp/calls/*.env | tr '\\0' '\\n'", check=False).stdout)
     made.close()

@@ -159,10 +159,11 @@ def test_the_forwarder_answers_on_the_bridge_and_on_loopback_and_does_not_ask_it
     assert ":0043 " not in udp and ":0223 " not in udp, "it must not be a DHCP server"
 
 
-def test_a_bridge_that_gets_its_address_later_is_served(gateway):
+def test_a_bridge_that_comes_later_is_served(gateway):
     upstream(gateway)
+    gateway.sh("ip link del br-lan1")
     gateway.run("/etc/init.d/dnsmasq2", "start")
-    gateway.sh("ip -6 addr add fd00:1::1/64 dev br-lan1 nodad")
+    gateway.sh("ip link add br-lan1 type bridge; ip link set br-lan1 up; ip -6 addr add fd00:1::1/64 dev br-lan1 nodad")
     gateway.wait_for(lambda: "3fff:0:1::80" in asked(gateway, "fd00:1::1"))
 
 
@@ -183,6 +184,15 @@ def test_one_forwarder_runs_whatever_is_called(gateway):
     gateway.run("/etc/init.d/dnsmasq2", "stop")
     gateway.wait_for(lambda: forwarders(gateway) == [])
     assert gateway.run("/etc/init.d/dnsmasq2", "status", check=False).returncode == 1
+
+
+def test_a_call_waits_for_the_one_before_it(gateway):
+    gateway.write(FILE, lines("127.0.0.1"))
+    gateway.sh("flock /var/run/dnsmasq2.pid.lock sh -c 'touch /tmp/held; sleep 1; touch /tmp/released' >/dev/null 2>&1 &")
+    gateway.wait_for(lambda: gateway.exists("/tmp/held"))
+    gateway.run("/etc/init.d/dnsmasq2", "restart")
+    assert gateway.exists("/tmp/released")
+    assert len(only_forwarder(gateway)) == 1
 
 
 def test_another_programs_number_in_the_pid_file_is_left_alone(gateway):

@@ -245,6 +245,7 @@ int run(std::string_view verb, int arguments, const char* argument)
 
 int main(int argc, char* argv[])
 {
+    store_messages_to_stderr();
     setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     if (argc < 2)
         return complain_usage("a verb is needed");

@@ -2,6 +2,7 @@
 
 #include <stdarg.h>
 #include <stdio.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include "setting_name.h"
@@ -11,7 +12,14 @@ namespace {
 constexpr size_t message_capacity = 4096;
 constexpr size_t shown_capacity = 2048;
 
+bool on_stderr = false;
+
 } // namespace
+
+void store_messages_to_stderr()
+{
+    on_stderr = true;
+}
 
 void store_message(const char* format, ...)
 {
@@ -26,6 +34,11 @@ void store_message(const char* format, ...)
     size_t size = prefix + static_cast<size_t>(wanted);
     if (size > sizeof text - 2)
         size = sizeof text - 2;
+    if (!on_stderr) {
+        text[size] = '\0';
+        syslog(LOG_DAEMON | LOG_ERR, "%s", text);
+        return;
+    }
     text[size] = '\n';
     // One call, so that lines of several invocations do not mix; there is nobody to tell when it fails.
     if (write(STDERR_FILENO, text, size + 1) < 0)

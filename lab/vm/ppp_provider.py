@@ -1,0 +1,88 @@
+"""The provider at the far end of a PPP line: its services start with each session and end with it."""
+import struct
+import tempfile
+from pathlib import Path
+
+from netlab import packets
+from netlab.capture import Capture
+from netlab.isp import ACCESS, DHCP_LEASES, Isp
+
+PATH_LINE = "#!/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nexport PATH\n"     # pppd's scripts have no environment
+SESSION_UP = PATH_LINE + """\
+ip -6 addr add {address}/64 dev {access} nodad
+radvd -n -m stderr -d 1 -C /lab/out/radvd.conf -p /run/radvd.pid >>/lab/out/radvd.log 2>&1 &
+echo $! >/run/session
+dhcpd -6 -d -cf /lab/out/dhcpd6.conf -lf {leases} -pf /run/dhcpd6.pid --no-pid {access} >>/lab/out/dhcpd6.log 2>&1 &
+echo $! >>/run/session
+"""
+SESSION_DOWN = PATH_LINE + """\
+while read -r pid; do kill "$pid"; done </run/session
+"""
+SLL2_HEADER = 20            # octets; the protocol is in the first two
+
+
+class PppProvider(Isp):
+    def prepare(self):
+        """All that is there before anybody dials: public addresses, name service, the public server, settings."""
+        self.must("mknod", "/dev/ppp", "c", "108", "0")
+        self.must("sysctl", "-q", "-w", "net.ipv6.conf.all.forwarding=1")
+        config = self.config
+        for address in (*config.name_servers, config.server_address):
+            self.must("ip", "-6", "addr", "add", f"{address}/128", "dev", "lo", "nodad")
+        self.must("ip", "-6", "route", "add", "unreachable", "3fff:100:a000::/48")
+        self.start_servers()
+        self.start_name_server()
+        (self.out / "dhcpd6.conf").write_text("\n".join(self.dhcp_lines()) + "\n", encoding="utf-8")
+        (self.out / "dhcpd6.leases").touch()
+        (self.out / "dhcpd6.log").touch()
+        self.python("delegation", "delegation_router", "/lab/out/dhcpd6.log", ACCESS)
+        (self.out / "radvd.conf").write_text(
+            f"interface {ACCESS} {{\n  AdvSendAdvert on;\n  AdvManagedFlag on;\n  AdvOtherConfigFlag on;\n"
+            f"  MinRtrAdvInterval 3;\n  MaxRtrAdvInterval 4;\n  prefix {config.line_prefix} {{\n    AdvAutonomous off;\n"
+            "  };\n};\n", encoding="utf-8")
+        write_ppp_scripts(self, {"ipv6-up": SESSION_UP.format(address=self.line_address(), access=ACCESS,
+                                                              leases=DHCP_LEASES), "ipv6-down": SESSION_DOWN})
+
+    def line_capture(self):
+        return LineCapture(self)
+
+
+def write_ppp_scripts(node, scripts):
+    """Gives a node's pppd these scripts, and none of the distribution's nor its options."""
+    folder = node.path("/etc/ppp")
+    for name in ("ip-pre-up", "ip-up", "ip-down", "ipv6-up", "ipv6-down", "options"):
+        (folder / name).unlink(missing_ok=True)
+    (folder / "options").touch()
+    for name, text in scripts.items():
+        (folder / name).write_text(text, encoding="utf-8")
+        (folder / name).chmod(0o755)
+
+
+class LineCapture(Capture):
+    """Everything of IPv6 on the provider's side, over all sessions: the interface of a session goes with it, so the
+    capture is of any interface, in the format that tcpdump has for that."""
+
+    def __init__(self, node):
+        super().__init__(node, "any", "line")
+
+    def packets(self, since=0.0):
+        with tempfile.NamedTemporaryFile(suffix=".pcap") as file:
+            file.write(as_ethernet(self.path.read_bytes()))
+            file.flush()
+            return [packet for packet in packets.read_packets(Path(file.name)) if packet.time >= since]
+
+
+def as_ethernet(data):
+    """A capture of any interface as one of Ethernet, without addresses of that layer. A record that is still being
+    written is left out."""
+    order = "<" if data[:1] in (b"\xd4", b"\x4d") else ">"
+    parts, at = [data[:24]], 24
+    while at + 16 <= len(data):
+        seconds, part, length, _ = struct.unpack_from(order + "IIII", data, at)
+        frame = data[at + 16:at + 16 + length]
+        if len(frame) < length:
+            break
+        at += 16 + length
+        frame = bytes(12) + frame[:2] + frame[SLL2_HEADER:]
+        parts += [struct.pack(order + "IIII", seconds, part, len(frame), len(frame)), frame]
+    return b"".join(parts)
