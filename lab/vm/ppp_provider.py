@@ -1,4 +1,5 @@
 """The provider at the far end of a PPP line: its services start with each session and end with it."""
+import ipaddress
 import struct
 import tempfile
 from pathlib import Path
@@ -29,7 +30,9 @@ class PppProvider(Isp):
         config = self.config
         for address in (*config.name_servers, config.server_address):
             self.must("ip", "-6", "addr", "add", f"{address}/128", "dev", "lo", "nodad")
-        self.must("ip", "-6", "route", "add", "unreachable", "3fff:100:a000::/48")
+        for network in ipaddress.summarize_address_range(ipaddress.ip_address(config.delegated_from),
+                                                         ipaddress.ip_address(config.delegated_to)):
+            self.must("ip", "-6", "route", "add", "unreachable", str(network))
         self.start_servers()
         self.start_name_server()
         (self.out / "dhcpd6.conf").write_text("\n".join(self.dhcp_lines()) + "\n", encoding="utf-8")

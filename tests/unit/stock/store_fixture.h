@@ -8,15 +8,11 @@
 
 #include "child.h"
 #include "platform/config_store.h"
-#include "store_message.h"
 #include "temp_folder.h"
 
 class StoreTest : public testing::Test {
 protected:
     TempFolder folder;
-
-    // Where the tests can read them.
-    StoreTest() { store_messages_to_stderr(); }
 
     static Outcome cli(std::vector<std::string> arguments, const std::string& input = "")
     {
