@@ -97,10 +97,14 @@ void AdvertisedState::take_link(Bytes body)
 void AdvertisedState::offer_router(unsigned int index, const in6_addr& router, int rank)
 {
     for (InterfaceState& state : std::span(interfaces_, count_)) {
-        if (state.index == index && rank > state.router_rank) {
-            state.router = router;
-            state.router_rank = rank;
-        }
+        if (state.index != index || rank <= state.router_rank)
+            continue;
+        state.router = router;
+        state.router_rank = rank;
+        // The kernel flags only an advertisement that follows a solicitation; the route of an earlier one is as good a
+        // witness, and the Managed and Other flags beside it are those of the advertisement that made it.
+        if (rank >= low_route_rank)
+            state.flags |= advertisement_received;
     }
 }
 

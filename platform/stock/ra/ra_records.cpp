@@ -28,8 +28,7 @@ void gather(AdvertisedState& state)
         }
         state.clear();
         take_dump(RTM_GETLINK, state);
-        if (!state.has_all_routers())
-            take_dump(RTM_GETROUTE, state);
+        take_dump(RTM_GETROUTE, state);
         if (!state.has_all_routers())
             take_dump(RTM_GETNEIGH, state);
         if (state.has_all_routers())

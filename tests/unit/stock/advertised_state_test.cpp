@@ -164,6 +164,20 @@ TEST_F(AdvertisedStateTest, TakesTheRouterOfTheDefaultRoute)
     EXPECT_EQ(router(3), "fe80::3");
 }
 
+TEST_F(AdvertisedStateTest, ARouteOfAnAdvertisementIsAWitnessOfItBeforeAnySolicitation)
+{
+    state.take(link(3, managed_flag | other_flag));
+    state.take(route(3, "fe80::1", 0));
+    EXPECT_EQ(state.find(3)->flags, advertisement_received | managed_flag | other_flag);
+}
+
+TEST_F(AdvertisedStateTest, ANeighborIsNoWitnessOfAnAdvertisement)
+{
+    state.take(link(3, managed_flag));
+    state.take(neighbor(3, "fe80::1", NTF_ROUTER));
+    EXPECT_EQ(state.find(3)->flags, managed_flag);
+}
+
 TEST_F(AdvertisedStateTest, AnInterfaceWithoutAdvertisementNeedsNoRouter)
 {
     state.take(link(2, 0x800000c0));
