@@ -1,4 +1,4 @@
-"""A gateway root for the kit: the host's root with the kit laid over it, in namespaces of its own, and an ISP beside it.
+"""A gateway root for the kit: the host's root with the kit laid over it, in its own namespaces, and an ISP beside it.
 
 Needs root. Nothing is left behind: the end of the first process of the process namespace ends everything inside.
 """

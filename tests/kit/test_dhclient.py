@@ -208,7 +208,8 @@ def test_stop_keeps_the_lease_and_says_nothing_to_the_server(gateway, isp):
     gateway.wait_for(lambda: processes(gateway) == [])
     assert reasons(gateway)[-1] == "STOP6" and reasons(gateway).count("STOP6") == 1
     stopped = gateway.calls()[-1]
-    assert (stopped["old_ip6_address"], stopped["old_ip6_prefix"]) == (bound["new_ip6_address"], bound["new_ip6_prefix"])
+    assert stopped["old_ip6_address"] == bound["new_ip6_address"]
+    assert stopped["old_ip6_prefix"] == bound["new_ip6_prefix"]
     assert "Release" not in isp.messages()
     assert global_addresses(gateway) == []
     gateway.sh(START % 0)
@@ -433,7 +434,8 @@ def test_values_that_the_server_gave_up_are_left_out(gateway, newest, calls):
 def test_an_interface_name_that_is_a_path_is_refused(gateway):
     gateway.run("/usr/lib/ipv6ctl/adapters/enable")
     for name in ("../../tmp/x", "$(touch /tmp/pwned)", "a b", ""):
-        done = gateway.run("/usr/sbin/dhclient", "-6", "-P", "-sf", "/usr/sbin/recorder", "-pf", "/tmp/p", name, check=False)
+        done = gateway.run("/usr/sbin/dhclient", "-6", "-P", "-sf", "/usr/sbin/recorder", "-pf", "/tmp/p", name,
+                           check=False)
         assert done.returncode == 2
     assert not gateway.exists("/tmp/pwned") and not gateway.exists("/tmp/p")
 

@@ -23,7 +23,8 @@ def test_missing_file_is_built_from_the_store(gateway):
 
 
 def test_the_section_of_the_wan_interface_is_asked(gateway):
-    gateway.store(wandataif__system="ppp0", if2sect_ppp0__system="wan200", dns__wan100="192.0.2.1", dns__wan200="192.0.2.9")
+    gateway.store(wandataif__system="ppp0", if2sect_ppp0__system="wan200", dns__wan100="192.0.2.1",
+                  dns__wan200="192.0.2.9")
     assert rebuilt(gateway, None) == lines("127.0.0.1", "192.0.2.9")
 
 
@@ -89,7 +90,8 @@ def test_hostile_lines_and_values_are_left_out(gateway):
 
 
 def test_a_last_line_without_an_end_is_read_whole(gateway):
-    assert rebuilt(gateway, "nameserver 192.0.2.1\nnameserver 192.0.2.2") == lines("127.0.0.1", "192.0.2.1", "192.0.2.2")
+    text = "nameserver 192.0.2.1\nnameserver 192.0.2.2"
+    assert rebuilt(gateway, text) == lines("127.0.0.1", "192.0.2.1", "192.0.2.2")
 
 
 def test_everybody_may_read_the_file_and_no_temporary_one_is_left(gateway):
@@ -188,7 +190,8 @@ def test_one_forwarder_runs_whatever_is_called(gateway):
 
 def test_a_call_waits_for_the_one_before_it(gateway):
     gateway.write(FILE, lines("127.0.0.1"))
-    gateway.sh("flock /var/run/dnsmasq2.pid.lock sh -c 'touch /tmp/held; sleep 1; touch /tmp/released' >/dev/null 2>&1 &")
+    holder = "touch /tmp/held; sleep 1; touch /tmp/released"
+    gateway.sh(f"flock /var/run/dnsmasq2.pid.lock sh -c '{holder}' >/dev/null 2>&1 &")
     gateway.wait_for(lambda: gateway.exists("/tmp/held"))
     gateway.run("/etc/init.d/dnsmasq2", "restart")
     assert gateway.exists("/tmp/released")

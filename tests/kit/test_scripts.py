@@ -65,7 +65,8 @@ def test_an_event_is_one_line(gateway):
 def test_an_event_goes_to_syslog_when_there_is_one(gateway):
     gateway.sh("mount -t tmpfs none /dev && mknod -m 666 /dev/null c 1 3 && busybox syslogd -O /tmp/messages")
     gateway.run("vorn_syslog_cli", "addEventCode", "-1", "P005", "3fff:1::/56")
-    gateway.wait_for(lambda: gateway.exists("/tmp/messages") and "event: P005 3fff:1::/56" in gateway.read("/tmp/messages"))
+    log = "/tmp/messages"
+    gateway.wait_for(lambda: gateway.exists(log) and "event: P005 3fff:1::/56" in gateway.read(log))
     assert gateway.read("/tmp/events").endswith(" P005 3fff:1::/56\n")
 
 
@@ -152,7 +153,8 @@ def test_factory_settings_are_what_the_store_accepts_and_what_the_program_needs(
         settings[key, section] = value
     for key, lan, value in (("ip6_gua_sid", "lan0", "01"), ("ip6_ula_sid", "lan0", "01"), ("ip6_gua_sid", "lan1", "02"),
                             ("ip6_ula_sid", "lan1", "02"), ("ip6_ula_eb", "lan0", "1"), ("ip6_ula_eb", "lan1", "1"),
-                            ("ip6_pfxlen", "lan0", "64"), ("ip6_pfxlen", "lan1", "64"), ("ip6_proto", "wan100", "dhcp")):
+                            ("ip6_pfxlen", "lan0", "64"), ("ip6_pfxlen", "lan1", "64"),
+                            ("ip6_proto", "wan100", "dhcp")):
         assert settings[key, lan] == value
     # Without a type there is no client identifier, and no client.
     assert settings["ip6_duid_type", "wan100"] in ("1", "2", "3")
