@@ -102,6 +102,16 @@ int main(int argc, char** argv)
         }
     }
 
+    // A fatal signal that is still on its way has already fixed how a sleeper ends; this one changes nothing then.
+    for (int i = 0; i < count; i++) {
+        int end;
+        if (ends[i] != 0)
+            continue;
+        kill(sleepers[i], SIGUSR2);
+        if (waitpid(sleepers[i], &end, 0) == sleepers[i] && WTERMSIG(end) != SIGUSR2)
+            ends[i] = WTERMSIG(end);
+    }
+
     FILE* report = fopen(argv[1], "w");
     if (report == NULL)
         die("launcher: report");
