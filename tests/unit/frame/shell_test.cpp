@@ -1,6 +1,7 @@
 #include "frame/shell.h"
 
 #include <climits>
+#include <cstring>
 
 #include "platform/device_test.h"
 
