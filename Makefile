@@ -1,5 +1,6 @@
 # A thin front over CMake; `make help` says what there is.
 
+MAKEFLAGS += --no-print-directory
 PYTEST := /usr/bin/python3 -m pytest -q -p no:cacheprovider
 JOBS := $(shell nproc)
 DESTDIR :=

@@ -26,6 +26,11 @@ constexpr bool fits = requires
     typename std::bool_constant<(static_cast<void>(PrintfFormat<A...>(format.text)), true)>;
 };
 
+// No value of any kind makes the format's one conversion known.
+template <Literal format>
+constexpr bool is_unknown =
+    !fits<format, const char*> && !fits<format, int> && !fits<format, unsigned> && !fits<format, long>;
+
 template <class T>
 constexpr bool is_printable = requires
 {
@@ -58,15 +63,12 @@ static_assert(!fits<"", int>, "a value is left over");
 static_assert(!fits<"%d", int, int>, "the second value is left over");
 static_assert(!fits<"%%", int>, "a percent sign takes no value");
 static_assert(!fits<"%s %d", int, const char*>, "the values are in the wrong order");
-static_assert(!fits<"%f", int>, "unknown conversion");
-static_assert(!fits<"%n", int>, "unknown conversion");
-static_assert(!fits<"%lu", long>, "unknown conversion");
-static_assert(!fits<"%-4s", const char*>, "unknown flag");
-static_assert(!fits<"%.4s", const char*>, "unknown flag");
 static_assert(!fits<"%*d", int, int>, "a width is no value");
-static_assert(!fits<"%">, "a conversion is cut off");
-static_assert(!fits<"%", int>, "a conversion is cut off");
-static_assert(!fits<"%l", long>, "a conversion is cut off");
+static_assert(!is_unknown<"%d"> && !is_unknown<"%s"> && !is_unknown<"%X"> && !is_unknown<"%ld">);
+static_assert(is_unknown<"%f"> && is_unknown<"%c"> && is_unknown<"%p"> && is_unknown<"%n"> && is_unknown<"%i">);
+static_assert(is_unknown<"%lu"> && is_unknown<"%lx"> && is_unknown<"%lld"> && is_unknown<"%hd"> && is_unknown<"%zu">);
+static_assert(is_unknown<"%-4s"> && is_unknown<"%+d"> && is_unknown<"% d"> && is_unknown<"%#x"> && is_unknown<"%.4s">);
+static_assert(is_unknown<"%"> && is_unknown<"%l"> && is_unknown<"%08">, "a conversion is cut off");
 
 static_assert(!is_printable<double>);
 static_assert(!is_printable<bool>);

@@ -171,7 +171,7 @@ TEST(ShellWordsTest, gives_exactly_the_words_of_the_template)
 {
     const Words values = hostile_values();
     for (const Template& t : templates) {
-        std::string script = "cd /proc/self\n";
+        std::string script = "cd /\n";
         Words expected;
         for (const std::string& value : values) {
             script += "set -- " + t.compose(value.c_str()) + "\nprintf '%s\\0' \"$#\" \"$@\"\n";

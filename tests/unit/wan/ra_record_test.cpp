@@ -77,7 +77,7 @@ TEST(RaRecordTest, passes_over_blank_lines)
 
 TEST(RaRecordTest, cuts_long_columns_at_their_width)
 {
-    // A name above 20 characters runs into the router column, as the kernel's readers take it.
+    // The rest of a name above 20 characters is read as the router.
     const auto records = records_of(line(address, "05 40 20 c8 0a 000000e0 abcdefghijklmnopqrstuvwx", router));
     ASSERT_GE(records.size(), 1U);
     EXPECT_STREQ(records[0].devname, "abcdefghijklmnopqrst");
