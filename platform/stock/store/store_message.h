@@ -1,5 +1,5 @@
-// What the store has to say to a person: in the system's log, because standard error belongs to the program that uses the
-// store; the store tool has it on standard error.
+// What the store has to say to a person: in the system's log, because standard error belongs to the program that uses
+// the store; the store tool has it on standard error.
 #pragma once
 
 #include <string_view>
