@@ -53,14 +53,6 @@ class Gateway(Node):
             (sbin / command).unlink(missing_ok=True)
             (sbin / command).symlink_to("ipv6ctl")
 
-    def make_bridge(self, bridge, port, mac):
-        self.must("ip", "link", "add", bridge, "address", mac, "type", "bridge", "forward_delay", "0",
-                  "mcast_snooping", "0")
-        self.must("sysctl", "-q", "-w", f"net.ipv6.conf.{port}.disable_ipv6=1")    # a port has no address of its own
-        self.must("ip", "link", "set", port, "master", bridge)
-        self.must("ip", "link", "set", port, "up")
-        self.must("ip", "link", "set", bridge, "up")
-
     def prepare_wan(self):
         """The WAN interface's switches, set as on the device, before the link comes up: solicit three times, and
         listen to advertisements although the gateway forwards."""

@@ -1,4 +1,5 @@
 """The access provider: router advertisements, DHCPv6 with prefix delegation, name service and a public server."""
+import dataclasses
 import ipaddress
 import json
 from dataclasses import dataclass, field
@@ -17,6 +18,7 @@ class IspConfig:
     managed: bool = True                         # their M flag
     other: bool = True                           # their O flag
     autonomous: bool = False                     # the A flag of the line's prefix
+    unicast_only: bool = False                   # solicitations are answered to the one that asks, and nobody else
     router_lifetime: int = 1800
     line_prefix: str = "3fff:100:0:1::/64"
     pool: tuple[str, str] = ("3fff:100:0:1::1000", "3fff:100:0:1::1fff")
@@ -34,6 +36,9 @@ class IspConfig:
     tcp_port: int = 7
     udp_port: int = 7
     more_dhcp: list[str] = field(default_factory=list)   # further global statements of the DHCPv6 server
+    subscriber: str = "00:03:00:01:02:00:00:00:00:01"    # DUID of the client that the next two are for
+    fixed_address: str = ""                      # what that client gets whatever the pool says
+    fixed_prefix: str = ""
 
 
 class Isp(Node):
@@ -92,20 +97,60 @@ class Isp(Node):
         lines += [f"subnet6 {network} {{", f"  range6 {config.pool[0]} {config.pool[1]};"]
         if config.delegated_length:
             lines.append(f"  prefix6 {config.delegated_from} {config.delegated_to} /{config.delegated_length};")
-        return lines + ["}"]
+        lines.append("}")
+        if config.fixed_address or config.fixed_prefix:
+            lines += ["host subscriber {", f"  host-identifier option dhcp6.client-id {config.subscriber};"]
+            lines += [f"  fixed-address6 {config.fixed_address};"] if config.fixed_address else []
+            lines += [f"  fixed-prefix6 {config.fixed_prefix};"] if config.fixed_prefix else []
+            lines.append("}")
+        return lines
 
     def start_dhcp(self):
+        self.serve_dhcp()
+        self.python("delegation", "delegation_router", "/lab/out/dhcpd6.log", ACCESS)
+
+    def serve_dhcp(self):
         (self.out / "dhcpd6.conf").write_text("\n".join(self.dhcp_lines()) + "\n", encoding="utf-8")
         (self.out / "dhcpd6.leases").touch()
         self.dhcpd = self.spawn("dhcpd6", "/usr/sbin/dhcpd", "-6", "-d", "-cf", "/lab/out/dhcpd6.conf",
                                 "-lf", DHCP_LEASES, "-pf", "/run/dhcpd6.pid", "--no-pid", ACCESS)
-        self.python("delegation", "delegation_router", "/lab/out/dhcpd6.log", ACCESS)
+
+    def stop_dhcp(self):
+        self.dhcpd.stop()
+        self.services.remove(self.dhcpd)
+
+    def change_dhcp(self, **changes):
+        """The DHCPv6 server goes and comes again, same identity, same leases, with these fields of the configuration."""
+        self.stop_dhcp()
+        self.config = dataclasses.replace(self.config, **changes)
+        self.serve_dhcp()
+        self.await_services()
+
+    def another_dhcp_server(self):
+        """The running server is gone for good; another one (another DUID) that knows its leases takes over."""
+        self.stop_dhcp()
+        leases = self.out / "dhcpd6.leases"
+        leases.write_text("".join(line for line in leases.read_text(encoding="utf-8").splitlines(keepends=True)
+                                  if not line.startswith("server-duid")), encoding="utf-8")
+        self.serve_dhcp()
+        self.await_services()
+
+    def change_advertising(self, **changes):
+        """The router's advertisements change, or begin, or end (`advertise`)."""
+        if self.radvd:
+            self.radvd.stop()
+            self.services.remove(self.radvd)
+            self.radvd = None
+        self.config = dataclasses.replace(self.config, **changes)
+        if self.config.advertise:
+            self.start_advertising()
 
     def start_advertising(self):
         config = self.config
         flag = {True: "on", False: "off"}
         lines = [f"interface {ACCESS} {{", "  AdvSendAdvert on;", f"  AdvManagedFlag {flag[config.managed]};",
-                 f"  AdvOtherConfigFlag {flag[config.other]};", f"  AdvDefaultLifetime {config.router_lifetime};",
+                 f"  AdvOtherConfigFlag {flag[config.other]};", f"  UnicastOnly {flag[config.unicast_only]};",
+                 f"  AdvDefaultLifetime {config.router_lifetime};",
                  "  MinRtrAdvInterval 20;", "  MaxRtrAdvInterval 60;", f"  prefix {config.line_prefix} {{",
                  f"    AdvAutonomous {flag[config.autonomous]};", "  };", "};"]
         (self.out / "radvd.conf").write_text("\n".join(lines) + "\n", encoding="utf-8")

@@ -170,6 +170,18 @@ class Node:
         text = self.must(*argv)
         return json.loads(text) if text.strip() else []
 
+    def make_bridge(self, bridge, mac):
+        """A bridge without ports; it is up."""
+        self.must("ip", "link", "add", bridge, "address", mac, "type", "bridge", "forward_delay", "0",
+                  "mcast_snooping", "0")
+        self.must("ip", "link", "set", bridge, "up")
+
+    def plug_into_bridge(self, bridge, port):
+        """Makes an interface a port of a bridge and brings it up. A port has no address of its own."""
+        self.must("sysctl", "-q", "-w", f"net.ipv6.conf.{port}.disable_ipv6=1")
+        self.must("ip", "link", "set", port, "master", bridge)
+        self.must("ip", "link", "set", port, "up")
+
     def addresses(self, interface, scope=None):
         """IPv6 addresses of an interface: iproute2's records, of one scope when asked."""
         found = []

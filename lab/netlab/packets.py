@@ -26,6 +26,7 @@ class Advertisement:
     """A router advertisement (RFC 4861, RFC 8106)."""
     time: float
     source: str
+    destination: str
     hop_limit: int
     managed: bool
     other: bool
@@ -45,6 +46,7 @@ class DhcpMessage:
     kind: str
     transaction: int
     client_id: str = ""                               # octets in hexadecimal, colons between them
+    server_id: str = ""                               # likewise
     requested: list = field(default_factory=list)     # option numbers of the option request
     has_ia_na: bool = False
     has_ia_pd: bool = False
@@ -114,7 +116,7 @@ def solicitations(packets):
 
 def read_advertisement(packet):
     body = packet.payload
-    found = Advertisement(packet.time, packet.source, body[4], bool(body[5] & 0x80), bool(body[5] & 0x40),
+    found = Advertisement(packet.time, packet.source, packet.destination, body[4], bool(body[5] & 0x80), bool(body[5] & 0x40),
                           struct.unpack_from("!H", body, 6)[0])
     at = 16
     while at + 8 <= len(body) and body[at + 1]:
@@ -161,6 +163,8 @@ def read_dhcp(packet, data):
     for code, value in options(data[4:]):
         if code == OPTION_CLIENT_ID:
             message.client_id = value.hex(":")
+        elif code == OPTION_SERVER_ID:
+            message.server_id = value.hex(":")
         elif code == OPTION_ORO:
             message.requested = list(struct.unpack(f"!{len(value) // 2}H", value))
         elif code == OPTION_DNS:

@@ -1,4 +1,4 @@
-"""The lab as a whole: four nodes and three wires, made together and gone together."""
+"""The lab as a whole: four nodes and three wires, made together and gone together, and nodes that are added to it."""
 import json
 import os
 import shutil
@@ -8,7 +8,7 @@ from pathlib import Path
 from netlab.gateway import BRIDGES, Gateway
 from netlab.host import INTERFACE, Host
 from netlab.isp import ACCESS, Isp
-from netlab.node import NodeError
+from netlab.node import Node, NodeError
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 MARK = ".lab"               # says that a folder is a lab's to empty
@@ -26,11 +26,17 @@ PICTURE = """\
 
 
 class Lab:
-    """Context manager: the nodes exist inside the `with` block. Files of each node are in `out`/NODE."""
+    """Context manager: the nodes exist inside the `with` block. Files of each node are in `out`/NODE.
 
-    def __init__(self, out, build=REPOSITORY / "build", kit=KIT, isp=None):
+    `isp` is the provider's IspConfig or a function that makes the provider's node for a folder. With `shared_line` the
+    provider's end of the subscriber line is a bridge, so that further nodes can be put on the line (`add_neighbor`).
+    """
+
+    def __init__(self, out, build=REPOSITORY / "build", kit=KIT, isp=None, shared_line=False):
         self.out = Path(out).resolve()
-        self.isp = Isp(self.out / "isp", isp)
+        self.isp = isp(self.out / "isp") if callable(isp) else Isp(self.out / "isp", isp)
+        self.shared_line = shared_line
+        self.wires = []                     # ((node, interface), (node, interface)) of each
         self.gw = Gateway(self.out / "gw", Path(build).resolve(), Path(kit).resolve())
         self.hosts = [Host("host0", self.out / "host0"), Host("host1", self.out / "host1")]
         self.nodes = {node.name: node for node in (self.isp, self.gw, *self.hosts)}
@@ -55,24 +61,63 @@ class Lab:
         self.gw.boot(console=self.out / "console.log")
         for node in (self.isp, *self.hosts):
             node.start()
-        self.wire(self.gw, self.gw.wan, "02:00:00:00:64:01", self.isp, ACCESS, "02:00:00:00:64:fe")
+        port = "line0" if self.shared_line else ACCESS
+        if self.shared_line:
+            self.isp.make_bridge(ACCESS, "02:00:00:00:64:fe")
+        self.wire(self.gw, self.gw.wan, "02:00:00:00:64:01", self.isp, port,
+                  "02:00:00:00:64:f0" if self.shared_line else "02:00:00:00:64:fe")
+        if self.shared_line:
+            self.isp.plug_into_bridge(ACCESS, port)
         # The provider's port is there long before its subscriber: no duplicate detection when the line is plugged in.
         self.isp.must("sysctl", "-q", "-w", f"net.ipv6.conf.{ACCESS}.dad_transmits=0")
         self.isp.must("ip", "link", "set", ACCESS, "up")
         self.gw.prepare_wan()
         for number, (host, bridge) in enumerate(zip(self.hosts, BRIDGES)):
             port = f"lan{number}"
+            self.gw.make_bridge(bridge, f"02:00:00:00:0{number}:01")
             self.wire(self.gw, port, f"02:00:00:00:0{number}:02", host, INTERFACE, f"02:00:00:00:0{number}:10")
-            self.gw.make_bridge(bridge, port, f"02:00:00:00:0{number}:01")
+            self.gw.plug_into_bridge(bridge, port)
             host.prepare()
             host.must("ip", "link", "set", INTERFACE, "up")
         self.write_state("ready")
 
-    @staticmethod
-    def wire(one, one_name, one_mac, other, other_name, other_mac):
+    def wire(self, one, one_name, one_mac, other, other_name, other_mac):
         """A cable between two nodes; both ends are down."""
         one.must("ip", "link", "add", one_name, "address", one_mac, "type", "veth", "peer", "name", other_name,
                  "address", other_mac, "netns", other.pid, only_network=True)
+        self.wires.append(((one.name, one_name), (other.name, other_name)))
+
+    def add_node(self, node):
+        """Takes one more node into the lab and starts it. It has no wire yet. Returns it."""
+        if node.name in self.nodes:
+            raise NodeError(f"there is already a node {node.name}")
+        self.nodes[node.name] = node
+        node.start()
+        self.write_state("ready")
+        return node
+
+    def add_host(self, name, lan=0):
+        """One more host, plugged into the bridge of that LAN; its link is up. Returns it; it is also in `hosts`."""
+        host = self.add_node(Host(name, self.out / name))
+        number = len(self.hosts)
+        self.hosts.append(host)
+        port = f"lan{number}"
+        self.wire(self.gw, port, f"02:00:00:00:{number:02x}:02", host, INTERFACE, f"02:00:00:00:{number:02x}:10")
+        self.gw.plug_into_bridge(BRIDGES[lan], port)
+        host.prepare()
+        host.must("ip", "link", "set", INTERFACE, "up")
+        return host
+
+    def add_neighbor(self, name, node=None):
+        """One more node on a shared subscriber line; its end is its `eth0`, and it is down. Returns the node."""
+        if not self.shared_line:
+            raise NodeError("only a lab with a shared line takes a neighbor")
+        node = self.add_node(node or Node(name, self.out / name))
+        number = sum(1 for one, other in self.wires if "isp" in (one[0], other[0]))
+        self.wire(node, "eth0", f"02:00:00:00:64:{number + 1:02x}", self.isp, f"line{number}",
+                  f"02:00:00:00:64:{0xf0 + number:02x}")
+        self.isp.plug_into_bridge(ACCESS, f"line{number}")
+        return node
 
     def connect_wan(self):
         """Plugs the subscriber line in at the gateway."""

@@ -23,6 +23,7 @@ def outcome():
 
     def of(flow, scenario):
         if flow not in runs:
+            machine.preload("ppp_as_ethernet")
             runs[flow] = machine.boot(BUILD / "vm" / flow, "env", f"PYTHONPATH={HERE}:{HERE.parent}", "/usr/bin/python3",
                                       "-B", "-u", HERE / f"{flow}_flow.py", BUILD, limit=LIMIT)
         run = runs[flow]

@@ -9,14 +9,14 @@ from pathlib import Path
 from netlab.gateway import BRIDGES, Gateway
 from netlab.host import INTERFACE, Host
 from netlab.node import NodeError
-from netlab.topology import Lab
 from netlab.wait import NotYet, wait_for
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 KIT = REPOSITORY / "platform" / "stock" / "kit"
 OUT = Path("/run/exchange")
 RESULTS = "results.json"
-PATIENCE = 150              # seconds: an emulated processor on a busy machine is slow
+PATIENCE = 120              # seconds for one thing to happen: an emulated processor on a busy machine is slow
+AFTER_A_FAILURE = 15        # seconds from then on: what builds on what failed is not waited for long
 
 
 class Flow:
@@ -42,6 +42,8 @@ class Flow:
                 seen, held = traceback.format_exc(limit=-2), False
             except (NodeError, OSError, RuntimeError, LookupError, TypeError, ValueError, AttributeError):
                 seen, held = traceback.format_exc(), False
+            if not held:
+                eventually.patience = AFTER_A_FAILURE
             results[name] = {"held": held, "seen": str(seen or ""), "seconds": round(time.monotonic() - begin, 1)}
             print(f"{time.monotonic():7.1f} {'held' if held else 'FAILED'} {name} ({results[name]['seconds']} s) {seen}",
                   flush=True)
@@ -60,9 +62,18 @@ class Flow:
         os._exit(0 if held else 1)      # nobody needs to clear up in a machine that is switched off next
 
 
-def eventually(probe, *args, within=PATIENCE):
+def eventually(probe, *args):
     """Waits until a probe returns; its result."""
-    return wait_for(lambda: probe(*args), within, 0.3)
+    return wait_for(lambda: probe(*args), eventually.patience, 0.3)
+
+
+eventually.patience = PATIENCE
+
+
+def wire(one, one_name, other, other_name, one_mac, other_mac):
+    """A cable between two nodes; both ends are down."""
+    one.must("ip", "link", "add", one_name, "address", one_mac, "type", "veth", "peer", "name", other_name, "address",
+             other_mac, "netns", other.pid, only_network=True)
 
 
 class Device:
@@ -76,9 +87,14 @@ class Device:
         self.hosts = [Host("host0", OUT / "host0"), Host("host1", OUT / "host1")]
         for number, (host, bridge) in enumerate(zip(self.hosts, BRIDGES)):
             host.start()
-            Lab.wire(self.gw, f"lan{number}", f"02:00:00:00:0{number}:02", host, INTERFACE,
-                     f"02:00:00:00:0{number}:10")
-            self.gw.make_bridge(bridge, f"lan{number}", f"02:00:00:00:0{number}:01")
+            port = f"lan{number}"
+            wire(self.gw, port, host, INTERFACE, f"02:00:00:00:0{number}:02", f"02:00:00:00:0{number}:10")
+            self.gw.must("ip", "link", "add", bridge, "address", f"02:00:00:00:0{number}:01", "type", "bridge",
+                         "forward_delay", "0", "mcast_snooping", "0")
+            self.gw.must("sysctl", "-q", "-w", f"net.ipv6.conf.{port}.disable_ipv6=1")
+            self.gw.must("ip", "link", "set", port, "master", bridge)
+            for link in (port, bridge):
+                self.gw.must("ip", "link", "set", link, "up")
             host.prepare()
             host.must("ip", "link", "set", INTERFACE, "up")
 

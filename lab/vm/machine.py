@@ -50,6 +50,16 @@ def images(folder=IMAGES):
     return folder / "vmlinux", folder / "initramfs"
 
 
+def preload(name, folder=IMAGES):
+    """Compiles NAME.c of this folder to a library that can be loaded before a program of the guest."""
+    source, library = HERE / f"{name}.c", folder / f"{name}.so"
+    if not library.exists() or library.stat().st_mtime < source.stat().st_mtime:
+        folder.mkdir(parents=True, exist_ok=True)
+        subprocess.run(["gcc", "-shared", "-fPIC", "-O2", "-Wall", "-Wextra", "-Werror", "-o", str(library), str(source)],
+                       check=True)
+    return library
+
+
 def share(name, path, readonly):
     """A folder of the host for the guest, under a mount tag."""
     options = f"local,id={name},path={path},security_model=none,multidevs=remap" + (",readonly=on" if readonly else "")

@@ -17,7 +17,7 @@ from netlab.isp import ACCESS
 from netlab.node import PYTHON, children_of
 from netlab.sightings import Sightings
 from netlab.wait import need
-from ppp_provider import PATH_LINE, PppProvider, write_ppp_scripts
+from ppp_provider import PATH_LINE, PRELOAD, PppProvider, make_ppp_ready, write_ppp_scripts
 
 FLOW = Flow()
 HERE = Path(__file__).resolve().parent
@@ -53,7 +53,8 @@ class Stage(Device):
         self.isp = PppProvider(OUT / "isp")
         self.isp.start()
         self.isp.prepare()
-        self.gw.must("mknod", "/dev/ppp", "c", "108", "0")
+        make_ppp_ready(self.gw)
+        self.let_the_client_run_on_ppp()
         # As on the device: the switches are there before the interface is, which comes and goes with each session.
         default = "net.ipv6.conf.default"
         self.gw.must("sysctl", "-q", "-w", f"{default}.accept_ra=2", f"{default}.router_solicitations=3")
@@ -65,6 +66,16 @@ class Stage(Device):
             subprocess.Popen([PYTHON, "-I", "-S", "-u", str(HERE / "line.py"), str(place),
                               str(self.isp.pid), str(self.isp.out)], stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         eventually(lambda: need(place.exists(), "nobody listens on the line"))
+
+    def let_the_client_run_on_ppp(self):
+        """Puts what the stock client needs between it and its adapter."""
+        stock = self.gw.path("/usr/lib/ipv6ctl/stock/dhclient")
+        real = stock.parent / "on-ppp" / "dhclient"
+        real.parent.mkdir()
+        stock.rename(real)
+        stock.write_text(f"#!/bin/sh\nLD_PRELOAD={PRELOAD} exec /usr/lib/ipv6ctl/stock/on-ppp/dhclient \"$@\"\n",
+                         encoding="utf-8")
+        stock.chmod(0o755)
 
     def hooks(self, since=0.0):
         """(hook, status, begin, end) of each hook that pppd ran to its end and that began at or after a time."""

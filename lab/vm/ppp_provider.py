@@ -1,21 +1,25 @@
 """The provider at the far end of a PPP line: its services start with each session and end with it."""
 import ipaddress
-import struct
+import shutil
 import tempfile
 from pathlib import Path
 
+import pcap
 from netlab import packets
 from netlab.capture import Capture
 from netlab.isp import ACCESS, DHCP_LEASES, Isp
 
+LIBRARY = Path(__file__).resolve().parents[2] / "build" / "vm" / "ppp_as_ethernet.so"
 PATH_LINE = "#!/bin/sh\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\nexport PATH\n"     # pppd's scripts have no environment
 SESSION_UP = PATH_LINE + """\
 ip -6 addr add {address}/64 dev {access} nodad
 radvd -n -m stderr -d 1 -C /lab/out/radvd.conf -p /run/radvd.pid >>/lab/out/radvd.log 2>&1 &
 echo $! >/run/session
+LD_PRELOAD={preload} \
 dhcpd -6 -d -cf /lab/out/dhcpd6.conf -lf {leases} -pf /run/dhcpd6.pid --no-pid {access} >>/lab/out/dhcpd6.log 2>&1 &
 echo $! >>/run/session
 """
+PRELOAD = "/usr/lib/ppp_as_ethernet.so"
 SESSION_DOWN = PATH_LINE + """\
 while read -r pid; do kill "$pid"; done </run/session
 """
@@ -25,7 +29,7 @@ SLL2_HEADER = 20            # octets; the protocol is in the first two
 class PppProvider(Isp):
     def prepare(self):
         """All that is there before anybody dials: public addresses, name service, the public server, settings."""
-        self.must("mknod", "/dev/ppp", "c", "108", "0")
+        make_ppp_ready(self)
         self.must("sysctl", "-q", "-w", "net.ipv6.conf.all.forwarding=1")
         config = self.config
         for address in (*config.name_servers, config.server_address):
@@ -44,10 +48,16 @@ class PppProvider(Isp):
             f"  MinRtrAdvInterval 3;\n  MaxRtrAdvInterval 4;\n  prefix {config.line_prefix} {{\n    AdvAutonomous off;\n"
             "  };\n};\n", encoding="utf-8")
         write_ppp_scripts(self, {"ipv6-up": SESSION_UP.format(address=self.line_address(), access=ACCESS,
-                                                              leases=DHCP_LEASES), "ipv6-down": SESSION_DOWN})
+                                                              leases=DHCP_LEASES, preload=PRELOAD), "ipv6-down": SESSION_DOWN})
 
     def line_capture(self):
         return LineCapture(self)
+
+
+def make_ppp_ready(node):
+    """Lets pppd and the stock DHCP programs work in a node."""
+    node.must("mknod", "/dev/ppp", "c", "108", "0")
+    shutil.copyfile(LIBRARY, node.path(PRELOAD))
 
 
 def write_ppp_scripts(node, scripts):
@@ -69,23 +79,8 @@ class LineCapture(Capture):
         super().__init__(node, "any", "line")
 
     def packets(self, since=0.0):
+        """As of a capture of Ethernet, without addresses of that layer."""
         with tempfile.NamedTemporaryFile(suffix=".pcap") as file:
-            file.write(as_ethernet(self.path.read_bytes()))
-            file.flush()
+            pcap.write(file, [(time, bytes(12) + frame[:2] + frame[SLL2_HEADER:])
+                              for time, frame in pcap.frames(self.path)])
             return [packet for packet in packets.read_packets(Path(file.name)) if packet.time >= since]
-
-
-def as_ethernet(data):
-    """A capture of any interface as one of Ethernet, without addresses of that layer. A record that is still being
-    written is left out."""
-    order = "<" if data[:1] in (b"\xd4", b"\x4d") else ">"
-    parts, at = [data[:24]], 24
-    while at + 16 <= len(data):
-        seconds, part, length, _ = struct.unpack_from(order + "IIII", data, at)
-        frame = data[at + 16:at + 16 + length]
-        if len(frame) < length:
-            break
-        at += 16 + length
-        frame = bytes(12) + frame[:2] + frame[SLL2_HEADER:]
-        parts += [struct.pack(order + "IIII", seconds, part, len(frame), len(frame)), frame]
-    return b"".join(parts)
