@@ -5,7 +5,7 @@ PYTEST := /usr/bin/python3 -m pytest -q -p no:cacheprovider
 JOBS := $(shell nproc)
 DESTDIR :=
 
-.PHONY: help build build-tests asan cross demo test test-unit test-device test-kit test-lab lint format install clean
+.PHONY: help build build-tests asan cross demo test test-unit test-device test-kit test-lab test-vm lint format install clean
 
 help:
 	@sed -n 's/^## //p' $(firstword $(MAKEFILE_LIST))
@@ -53,7 +53,12 @@ test-kit: build
 ## make test-lab   real daemons, real packets
 test-lab: build
 	@tools/need-packages test lab
-	$(PYTEST) lab
+	$(PYTEST) lab --ignore=lab/vm
+
+## make test-vm    PPP and 6rd in a virtual machine, whose kernel has them
+test-vm: build
+	@tools/need-packages test lab vm
+	$(PYTEST) lab/vm
 
 ## make lint       formats, static analysis, the house rules
 lint:
