@@ -12,7 +12,7 @@ struct Command {
 };
 
 // Tested in this order; the first word found wins.
-inline constexpr std::array command_table = {
+inline constexpr std::array CommandTable = {
     Command{"zel_ipv6_lan", zel_ipv6_lan_command},
     Command{"zel_ip6neigh_update", zel_ip6neigh_update_command},
     Command{"zel_dhcp6c_update", zel_dhcp6c_update_command},
@@ -33,9 +33,9 @@ inline constexpr std::array command_table = {
 
 consteval bool every_command_can_be_reached()
 {
-    for (std::size_t later = 0; later < command_table.size(); ++later) {
+    for (std::size_t later = 0; later < CommandTable.size(); ++later) {
         for (std::size_t earlier = 0; earlier < later; ++earlier) {
-            if (command_table[later].word.find(command_table[earlier].word) != std::string_view::npos)
+            if (CommandTable[later].word.find(CommandTable[earlier].word) != std::string_view::npos)
                 return false;
         }
     }

@@ -18,7 +18,7 @@ int error_end(const char* name)
 
 Outcome run_command(const Invocation& run)
 {
-    for (const Command& command : command_table) {
+    for (const Command& command : CommandTable) {
         if (std::strstr(run.argv[0], command.word.data()) != nullptr)
             return command.run(run);
     }

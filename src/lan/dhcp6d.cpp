@@ -81,11 +81,16 @@ bool open_subnet(FileWriter& conf, const LanSide& lan)
     return true;
 }
 
+void write_dhcp6_dns(FileWriter& conf, const LanSide& lan)
+{
+    write_if_set(conf, "option dhcp6.name-servers", lan_dns_servers(lan, ","));
+}
+
 void write_subnet(FileWriter& conf, const LanSide& lan)
 {
     if (!open_subnet(conf, lan))
         return;
-    write_if_set(conf, "option dhcp6.name-servers", lan_dns_servers(lan, ","));
+    write_dhcp6_dns(conf, lan);
     conf.put_line("}");
     conf.put_line("");
 }

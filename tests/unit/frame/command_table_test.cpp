@@ -33,7 +33,7 @@ constexpr Row rows[] = {
 std::size_t chosen_by(const std::string& name)
 {
     std::size_t row = 0;
-    while (row < command_table.size() && name.find(command_table[row].word) == std::string::npos)
+    while (row < CommandTable.size() && name.find(CommandTable[row].word) == std::string::npos)
         ++row;
     return row;
 }
@@ -42,17 +42,17 @@ std::size_t chosen_by(const std::string& name)
 
 TEST(CommandTableTest, holds_the_sixteen_commands_in_order)
 {
-    ASSERT_EQ(command_table.size(), std::size(rows));
+    ASSERT_EQ(CommandTable.size(), std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); ++i) {
-        EXPECT_EQ(command_table[i].word, rows[i].word);
-        EXPECT_EQ(command_table[i].run, rows[i].run) << rows[i].word;
+        EXPECT_EQ(CommandTable[i].word, rows[i].word);
+        EXPECT_EQ(CommandTable[i].run, rows[i].run) << rows[i].word;
     }
 }
 
 TEST(CommandTableTest, reaches_every_command_by_its_name_with_or_without_a_path)
 {
-    for (std::size_t i = 0; i < command_table.size(); ++i) {
-        const std::string word(command_table[i].word);
+    for (std::size_t i = 0; i < CommandTable.size(); ++i) {
+        const std::string word(CommandTable[i].word);
         EXPECT_EQ(chosen_by(word), i);
         EXPECT_EQ(chosen_by("/usr/sbin/" + word), i);
         EXPECT_EQ(chosen_by("./" + word + ".sh"), i);
@@ -61,7 +61,7 @@ TEST(CommandTableTest, reaches_every_command_by_its_name_with_or_without_a_path)
 
 TEST(CommandTableTest, gives_words_that_end_where_the_search_stops)
 {
-    for (const Command& command : command_table)
+    for (const Command& command : CommandTable)
         EXPECT_EQ(command.word.data()[command.word.size()], '\0') << command.word;
 }
 
