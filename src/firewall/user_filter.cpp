@@ -110,7 +110,7 @@ bool is_filter_host(const char* host)
     Text<40> address;
     address.assign(host, slash != nullptr ? static_cast<std::size_t>(slash - host) : std::strlen(host));
     in6_addr octets = {};
-    if (inet_pton(AF_INET6, address, &octets) != 1)
+    if (address.was_cut() || inet_pton(AF_INET6, address, &octets) != 1)
         return false;
     if (slash == nullptr)
         return true;

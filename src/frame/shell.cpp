@@ -87,7 +87,7 @@ bool compose_shell_line(char* line, std::size_t size, const char* format, const 
     char quote = '\0';
     std::size_t used = 0;
     for (const char* at = format; *at != '\0'; ++at) {
-        if (*at == '%' && used < count) {
+        if (*at == '%' && used < count) { // one letter follows, as check_shell_format holds
             ++at;
             const ShellValue& value = values[used++];
             if (value.text != nullptr)

@@ -21,11 +21,32 @@ struct ShellValue {
 // each ' spliced out. Returns false when the line does not fit; `line` then holds its beginning.
 bool compose_shell_line(char* line, std::size_t size, const char* format, const ShellValue* values, std::size_t count);
 
+// Fails to compile for a template with anything but plain %s, %d and %u.
+consteval void check_shell_format(const char* format)
+{
+    for (const char* at = format; *at != '\0'; ++at) {
+        if (*at == '%' && at[1] != 's' && at[1] != 'd' && at[1] != 'u')
+            format_and_values_do_not_match();
+    }
+}
+
+template <class... A>
+struct ShellFormat : PrintfFormat<A...> {
+    consteval ShellFormat(const char* format) : PrintfFormat<A...>(format) // NOLINT(google-explicit-constructor)
+    {
+        check_shell_format(format);
+    }
+};
+
+// The template parameter of a routine whose values are `const A&...`.
+template <class... A>
+using ShellFormatFor = ShellFormat<std::type_identity_t<A>...>;
+
 // A composed line. 1023 bytes hold every line of the program with each value at its full capacity.
 class ShellLine {
 public:
     template <class... A>
-    explicit ShellLine(FormatFor<A...> format, const A&... values)
+    explicit ShellLine(ShellFormatFor<A...> format, const A&... values)
     {
         const ShellValue list[] = {ShellValue(printf_value(values))..., ShellValue(0)};
         fits_ = compose_shell_line(line_, sizeof line_, format.text, list, sizeof...(A));
@@ -45,7 +66,7 @@ int zel_system(const ShellLine& line);
 
 // Composes a line and runs it. Returns as zel_system does.
 template <class... A>
-int run_shell(FormatFor<A...> format, const A&... values)
+int run_shell(ShellFormatFor<A...> format, const A&... values)
 {
     return zel_system(ShellLine(format, values...));
 }

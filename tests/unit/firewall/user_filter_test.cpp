@@ -89,7 +89,8 @@ TEST_F(UserFilterTest, knows_hosts)
         EXPECT_TRUE(is_filter_host(host)) << host;
     for (const char* const host :
          {"", "192.0.2.1", "host.example", "2001:db8::10 ", " ::1", "::1/", "::1/129", "::1/-1", "::1/x", "::1/64x",
-          "::1/0064", "::1/64/64", "2001:db8:::1", "/64", "::1%br-lan", "::1,::2", "!::1", "-j"})
+          "::1/0064", "::1/64/64", "2001:db8:::1", "/64", "2001:0db8:0000:0000:0000:0000:0000:0001:0002", "::1%br-lan",
+          "::1,::2", "!::1", "-j"})
         EXPECT_FALSE(is_filter_host(host)) << host;
 }
 

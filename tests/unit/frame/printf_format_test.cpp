@@ -26,6 +26,19 @@ constexpr bool fits = requires
     typename std::bool_constant<(static_cast<void>(PrintfFormat<A...>(format.text)), true)>;
 };
 
+// The same for a shell line's template.
+template <Literal format, class... A>
+constexpr bool fits_shell = requires
+{
+    typename std::bool_constant<(static_cast<void>(ShellFormat<A...>(format.text)), true)>;
+};
+
+static_assert(fits_shell<"ip -6 route add %s/%d via %s metric %u", Text<46>, int, const char*, unsigned>);
+static_assert(!fits_shell<"%02x", unsigned>, "the composer takes no width");
+static_assert(!fits_shell<"%4s", const char*>, "the composer takes no width");
+static_assert(!fits_shell<"%ld", long>, "the composer takes no long");
+static_assert(!fits_shell<"date +%%s">, "the composer has no percent sign of its own");
+
 // No value of any kind makes the format's one conversion known.
 template <Literal format>
 constexpr bool is_unknown =

@@ -1,8 +1,13 @@
 #include "platform/device_clock.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <sys/sysinfo.h>
+
+// More pauses than any routine makes that ends.
+constexpr std::size_t pause_limit = 1000;
 
 DeviceClock& device_clock()
 {
@@ -30,6 +35,10 @@ int __wrap_sysinfo(struct sysinfo* info)
 int __wrap_nanosleep(const timespec* wanted, timespec* left)
 {
     DeviceClock& clock = device_clock();
+    if (clock.pauses.size() == pause_limit) {
+        std::fputs("A routine waits for ever.\n", stderr);
+        std::abort();
+    }
     long milliseconds = static_cast<long>(wanted->tv_sec) * 1000 + wanted->tv_nsec / 1000000;
     if (clock.interruptions == 0) {
         clock.pauses.push_back(milliseconds);
