@@ -24,8 +24,8 @@ def outcome():
     def of(flow, scenario):
         if flow not in runs:
             machine.preload("ppp_as_ethernet")
-            runs[flow] = machine.boot(BUILD / "vm" / flow, "env", f"PYTHONPATH={HERE}:{HERE.parent}", "/usr/bin/python3",
-                                      "-B", "-u", HERE / f"{flow}_flow.py", BUILD, limit=LIMIT)
+            runs[flow] = machine.boot(BUILD / "vm" / flow, "env", f"PYTHONPATH={HERE}:{HERE.parent}",
+                                      "/usr/bin/python3", "-B", "-u", HERE / f"{flow}_flow.py", BUILD, limit=LIMIT)
         run = runs[flow]
         results = run.folder / guest.RESULTS
         results = json.loads(results.read_text(encoding="utf-8")) if results.exists() else {}

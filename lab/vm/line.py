@@ -9,8 +9,8 @@ import socket
 import subprocess
 import sys
 
-PPPD = ("pppd", "notty", "noauth", "local", "nodetach", "debug", "logfd", "2", "192.0.2.1:192.0.2.50", "ifname", "access0",
-        "+ipv6", "ipv6", "::a,::b", "ipparam", "line")
+PPPD = ("pppd", "notty", "noauth", "local", "nodetach", "debug", "logfd", "2", "192.0.2.1:192.0.2.50", "ifname",
+        "access0", "+ipv6", "ipv6", "::a,::b", "ipparam", "line")
 
 
 def main():

@@ -1,7 +1,7 @@
 """A virtual machine for what the host's kernel cannot do: tunnels and PPP. One boot runs one command to its end.
 
-The guest's root is the host's, read-only, so it has the same programs and this repository under the same paths. /tmp and
-/run are its own. The folder of the run is /run/exchange in the guest: what the command writes there stays.
+The guest's root is the host's, read-only, so it has the same programs and this repository under the same paths. /tmp
+and /run are its own. The folder of the run is /run/exchange in the guest: what the command writes there stays.
 """
 import shlex
 import shutil
@@ -55,8 +55,8 @@ def preload(name, folder=IMAGES):
     source, library = HERE / f"{name}.c", folder / f"{name}.so"
     if not library.exists() or library.stat().st_mtime < source.stat().st_mtime:
         folder.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["gcc", "-shared", "-fPIC", "-O2", "-Wall", "-Wextra", "-Werror", "-o", str(library), str(source)],
-                       check=True)
+        subprocess.run(["gcc", "-shared", "-fPIC", "-O2", "-Wall", "-Wextra", "-Werror", "-o", str(library),
+                        str(source)], check=True)
     return library
 
 
@@ -66,7 +66,7 @@ def share(name, path, readonly):
     return ["-fsdev", options, "-device", f"virtio-9p-pci,fsdev={name},mount_tag={name}"]
 
 
-def boot(folder, *command, limit=600, processors=2):
+def boot(folder, *command, limit=600, processors=1):
     """Runs a command in a guest of its own and returns a `Run`. `folder` is emptied first and becomes the exchange
     folder. After `limit` seconds the machine is ended; it ends as well with the process that called this."""
     folder = Path(folder).resolve()

@@ -23,6 +23,18 @@ PRELOAD = "/usr/lib/ppp_as_ethernet.so"
 SESSION_DOWN = PATH_LINE + """\
 while read -r pid; do kill "$pid"; done </run/session
 """
+RADVD_CONF = """\
+interface {access} {{
+  AdvSendAdvert on;
+  AdvManagedFlag on;
+  AdvOtherConfigFlag on;
+  MinRtrAdvInterval 3;
+  MaxRtrAdvInterval 4;
+  prefix {prefix} {{
+    AdvAutonomous off;
+  }};
+}};
+"""
 SLL2_HEADER = 20            # octets; the protocol is in the first two
 
 
@@ -44,11 +56,9 @@ class PppProvider(Isp):
         (self.out / "dhcpd6.log").touch()
         self.python("delegation", "delegation_router", "/lab/out/dhcpd6.log", ACCESS)
         (self.out / "radvd.conf").write_text(
-            f"interface {ACCESS} {{\n  AdvSendAdvert on;\n  AdvManagedFlag on;\n  AdvOtherConfigFlag on;\n"
-            f"  MinRtrAdvInterval 3;\n  MaxRtrAdvInterval 4;\n  prefix {config.line_prefix} {{\n    AdvAutonomous off;\n"
-            "  };\n};\n", encoding="utf-8")
-        write_ppp_scripts(self, {"ipv6-up": SESSION_UP.format(address=self.line_address(), access=ACCESS,
-                                                              leases=DHCP_LEASES, preload=PRELOAD), "ipv6-down": SESSION_DOWN})
+            RADVD_CONF.format(access=ACCESS, prefix=config.line_prefix), encoding="utf-8")
+        up = SESSION_UP.format(address=self.line_address(), access=ACCESS, leases=DHCP_LEASES, preload=PRELOAD)
+        write_ppp_scripts(self, {"ipv6-up": up, "ipv6-down": SESSION_DOWN})
 
     def line_capture(self):
         return LineCapture(self)
