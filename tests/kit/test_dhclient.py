@@ -431,6 +431,19 @@ def test_values_that_the_server_gave_up_are_left_out(gateway, newest, calls):
     assert gateway.calls()[0].get("new_ip6_prefix") == ("3fff:2::/56" if newest == "old" else None)
 
 
+def test_only_the_exchange_that_withdraws_a_value_waits_for_its_call(gateway):
+    gateway.run("/usr/lib/ipv6ctl/adapters/enable")
+    gateway.sh("mkdir -p /tmp/own /tmp/kept; ip link set eth0 up")
+    lease = ('lease6 {\n  interface "eth0";\n  ia-pd 1 {\n    iaprefix 3fff:1::/56 {\n      max-life 0;\n    }\n'
+             '    iaprefix 3fff:2::/56 {\n      max-life 90;\n    }\n  }\n}\n')
+    gateway.write("/tmp/l", lease + lease)
+    gateway.run("/usr/lib/ipv6ctl/adapters/dhclient-events", env={
+        "adapter_script": "/usr/sbin/recorder", "adapter_own": "/tmp/own", "adapter_kept": "/tmp/kept",
+        "adapter_leases": "/tmp/l", "interface": "eth0", "reason": "RENEW6", "new_iaid": "1",
+        "new_ip6_prefix": "3fff:2::/56", "new_max_life": "90"})
+    assert reasons(gateway) == ["RENEW6", "EFFECT6"]
+
+
 def test_an_interface_name_that_is_a_path_is_refused(gateway):
     gateway.run("/usr/lib/ipv6ctl/adapters/enable")
     for name in ("../../tmp/x", "$(touch /tmp/pwned)", "a b", ""):
