@@ -5,6 +5,17 @@
 
 #include "log.h"
 
+namespace {
+
+// A name that leads to one folder and nowhere else.
+bool is_folder_name(const char* name)
+{
+    return name[0] != '\0' && std::strchr(name, '/') == nullptr && std::strcmp(name, ".") != 0
+           && std::strcmp(name, "..") != 0;
+}
+
+} // namespace
+
 FileDescriptor::FileDescriptor(const char* path, int flags) : descriptor_(open(path, flags | O_CLOEXEC, 0644))
 {
 }
@@ -88,6 +99,10 @@ int get_tmp_value(const char* path, Text<64>& value)
 
 void write_ipv6_conf(const char* value, const char* if_name, const char* key)
 {
+    if (!is_folder_name(if_name)) {
+        log_line("write_ipv6_conf", "%s is no interface name.", if_name);
+        return;
+    }
     Text<256> path;
     path.print("/proc/sys/net/ipv6/conf/%s/%s", if_name, key);
     const FileDescriptor file(path, O_WRONLY | O_CREAT | O_TRUNC);

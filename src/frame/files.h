@@ -96,5 +96,6 @@ int set_tmp_value(const char* path, const char* value);
 // was. Returns 1.
 int get_tmp_value(const char* path, Text<64>& value);
 
-// Writes `value` into /proc/sys/net/ipv6/conf/`if_name`/`key`; a missing one is passed over.
+// Writes `value` into /proc/sys/net/ipv6/conf/`if_name`/`key`; a missing one is passed over. A name that would lead
+// elsewhere is logged and not written to.
 void write_ipv6_conf(const char* value, const char* if_name, const char* key);

@@ -315,3 +315,11 @@ def test_information_with_a_word_missing_is_incomplete(wan):
     assert run.store["ip6_6rd_border_relay@wan100"] == ""
     assert run.store["ip6_tunnel_status@wan100"] == "disconnected"
     assert own_lines(run) == [DEL, "nslookup  > /tmp/host.log", "rm /tmp/host.log"]
+
+
+@pytest.mark.parametrize("name", ["../../../../../tmp", "..", ".", "/tmp"])
+def test_a_tunnel_name_that_is_a_path_reaches_no_other_file(wan, name):
+    wan.store["ip6_6rd_ifname@wan100"] = name
+    run = start(wan)
+    assert run.messages("write_ipv6_conf") == [f"{name} is no interface name."]
+    assert "/tmp/disable_ipv6" not in run.files
