@@ -5,7 +5,7 @@ PYTEST := /usr/bin/python3 -m pytest -q -p no:cacheprovider
 JOBS := $(shell nproc)
 DESTDIR :=
 
-.PHONY: help build build-tests asan cross demo test test-unit test-device test-kit test-lab test-vm lint format install clean
+.PHONY: help build build-tests asan cross demo test test-unit test-device test-kit test-lab test-day test-vm fuzz lint format install clean
 
 help:
 	@sed -n 's/^## //p' $(firstword $(MAKEFILE_LIST))
@@ -53,12 +53,22 @@ test-kit: build
 ## make test-lab   real daemons, real packets
 test-lab: build
 	@tools/need-packages test lab
-	$(PYTEST) lab --ignore=lab/vm
+	$(PYTEST) -n $(JOBS) --dist loadfile lab --ignore=lab/vm --ignore=lab/test_day.py
+
+## make test-day   a day of a gateway in a minute: LAB_DAY_SECONDS, LAB_DAY_SEED
+test-day: build
+	@tools/need-packages test lab
+	$(PYTEST) -s lab/test_day.py
 
 ## make test-vm    PPP and 6rd in a virtual machine, whose kernel has them
 test-vm: build
 	@tools/need-packages test lab vm
 	$(PYTEST) lab/vm
+
+## make fuzz       every parser of outside text, TIME seconds each (20)
+fuzz:
+	@tools/need-packages build fuzz
+	tests/fuzz/run $(or $(TIME),20)
 
 ## make lint       formats, static analysis, the house rules
 lint:

@@ -1,8 +1,9 @@
-"""Keeps the provider's routes to delegated prefixes: PROGRAM DHCPD_LOG INTERFACE, inside the provider's node.
+"""Keeps the provider's routes to delegated prefixes: PROGRAM FILE INTERFACE [NEXT-HOP], inside the provider's node.
 
 An access router that relays DHCPv6 learns the route to a delegated prefix from the Reply that passes through it, and
 takes the client's link-local address as the next hop. Here the server itself is on the line, so the same is read from
-what it logs: each Reply that it sends, with the prefixes in it, and each release, decline and expiry.
+what it logs: each Reply that it sends, with the prefixes in it, and each release, decline and expiry. Kea's lease file
+(.csv) serves as well; it does not tell the client's link-local address, so that is given as NEXT-HOP.
 """
 import re
 import subprocess
@@ -21,8 +22,8 @@ def ip(*argv):
 
 
 class Routes:
-    def __init__(self, interface):
-        self.interface = interface
+    def __init__(self, interface, hop=None):
+        self.interface, self.hop = interface, hop
         self.granted = []      # prefixes of the Reply that is being composed
         self.ends = {}         # prefix -> when its lifetime ends
 
@@ -37,6 +38,17 @@ class Routes:
         elif match := ENDED.search(line):
             self.drop(match["prefix"])
 
+    def hear_kea(self, line):
+        words = line.split(",")
+        if len(words) < 14 or words[6] != "2":       # anything but a delegated prefix
+            return
+        prefix = f"{words[0]}/{words[8]}"
+        if words[2] == "0":
+            self.drop(prefix)
+        else:
+            ip("route", "replace", prefix, "via", self.hop, "dev", self.interface)
+            self.ends[prefix] = time.monotonic() + int(words[2])
+
     def drop(self, prefix):
         if self.ends.pop(prefix, None) is not None:
             ip("route", "del", prefix, "dev", self.interface)
@@ -47,14 +59,15 @@ class Routes:
 
 
 def main():
-    routes = Routes(sys.argv[2])
+    routes = Routes(*sys.argv[2:])
+    hear = routes.hear_kea if sys.argv[1].endswith(".csv") else routes.hear
     rest = ""
     with open(sys.argv[1], encoding="utf-8", errors="replace") as log:
         while True:
             rest += log.read()
             *lines, rest = rest.split("\n")
             for line in lines:
-                routes.hear(line)
+                hear(line)
             routes.expire()
             time.sleep(0.1)
 

@@ -81,7 +81,7 @@ class Gateway(Node):
         self.must("ccfg_cli", "set", f"{key}={value}")
 
     def sysctl(self, key):
-        return self.read(f"/proc/sys/{key.replace('.', '/')}").strip()
+        return self.must("sysctl", "-n", key).strip()
 
     def advertised_flags(self):
         """What the kernel notes of advertisements on the WAN (see the module of this name)."""

@@ -22,6 +22,7 @@ class IspConfig:
     router_lifetime: int = 1800
     line_prefix: str = "3fff:100:0:1::/64"
     pool: tuple[str, str] = ("3fff:100:0:1::1000", "3fff:100:0:1::1fff")
+    delegable: str = "3fff:100:8000::/33"        # all that it may ever delegate
     delegated_from: str = "3fff:100:a000::"
     delegated_to: str = "3fff:100:a000:ff00::"
     delegated_length: int = 56
@@ -58,9 +59,7 @@ class Isp(Node):
         for address in (*self.config.name_servers, self.config.server_address):
             self.must("ip", "-6", "addr", "add", f"{address}/128", "dev", "lo", "nodad")
         # What is not delegated goes nowhere, as at a real provider: no packet loops between it and its subscribers.
-        for network in ipaddress.summarize_address_range(ipaddress.ip_address(self.config.delegated_from),
-                                                         ipaddress.ip_address(self.config.delegated_to)):
-            self.must("ip", "-6", "route", "add", "unreachable", str(network))
+        self.must("ip", "-6", "route", "add", "unreachable", self.config.delegable)
 
     def start_services(self):
         self.address_plan()
@@ -120,7 +119,7 @@ class Isp(Node):
         self.services.remove(self.dhcpd)
 
     def change_dhcp(self, **changes):
-        """The DHCPv6 server goes and comes again, same identity, same leases, with these fields of the configuration."""
+        """The DHCPv6 server goes and comes again with these settings; its identity and leases are the same."""
         self.stop_dhcp()
         self.config = dataclasses.replace(self.config, **changes)
         self.serve_dhcp()
@@ -167,11 +166,15 @@ class Isp(Node):
             wanted = [f"[{self.config.server_address}]:{self.config.tcp_port}",
                       *[f"[{address}]:53" for address in self.config.name_servers]]
             missing = [text for text in wanted if text not in sockets]
-            if ":547 " not in sockets:
+            if self.dhcp_can_listen() and ":547 " not in sockets:
                 missing.append("DHCPv6 port 547")
             if missing:
                 raise NotYet(f"the provider does not listen yet on {', '.join(missing)}")
         wait_for(probe, within)
+
+    @staticmethod
+    def dhcp_can_listen():
+        return True
 
     def leases(self):
         """The DHCPv6 server's newest record of each binding: {"na": {address: state}, "pd": {prefix: state}}."""

@@ -175,6 +175,9 @@ class Node:
         self.must("ip", "link", "add", bridge, "address", mac, "type", "bridge", "forward_delay", "0",
                   "mcast_snooping", "0")
         self.must("ip", "link", "set", bridge, "up")
+        # Where the kernel has it on, frames between two ports would pass the firewall as if they were routed.
+        self.run("sysctl", "-q", "-e", "-w", *[f"net.bridge.bridge-nf-call-{tables}=0"
+                                               for tables in ("ip6tables", "iptables", "arptables")])
 
     def plug_into_bridge(self, bridge, port):
         """Makes an interface a port of a bridge and brings it up. A port has no address of its own."""

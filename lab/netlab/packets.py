@@ -16,6 +16,7 @@ class Packet:
     destination: str
     protocol: int
     payload: bytes
+    source_mac: str = ""
 
     def ports(self):
         return struct.unpack_from("!HH", self.payload) if self.protocol in (6, 17) and len(self.payload) >= 4 else None
@@ -88,7 +89,7 @@ def ipv6_packet(time, frame):
     while following in (0, 43, 60) and at + 8 <= len(frame):      # hop-by-hop, routing, destination options
         following, at = frame[at], at + 8 + 8 * frame[at + 1]
     return Packet(time, str(ipaddress.ip_address(frame[22:38])), str(ipaddress.ip_address(frame[38:54])), following,
-                  frame[at:])
+                  frame[at:], frame[6:12].hex(":"))
 
 
 def names(data):
@@ -116,8 +117,8 @@ def solicitations(packets):
 
 def read_advertisement(packet):
     body = packet.payload
-    found = Advertisement(packet.time, packet.source, packet.destination, body[4], bool(body[5] & 0x80), bool(body[5] & 0x40),
-                          struct.unpack_from("!H", body, 6)[0])
+    found = Advertisement(packet.time, packet.source, packet.destination, body[4], bool(body[5] & 0x80),
+                          bool(body[5] & 0x40), struct.unpack_from("!H", body, 6)[0])
     at = 16
     while at + 8 <= len(body) and body[at + 1]:
         kind, size = body[at], body[at + 1] * 8
