@@ -1,8 +1,6 @@
 // IPv4 and IPv6 addresses as text.
 #pragma once
 
-#include <cstdint>
-
 // Finds the IPv4 address that nslookup printed behind "Name:" and "Address 1: ". It counts only when it has at most 15
 // characters and a blank follows it. Ends the address in place and returns it; null when there is none.
 char* get_nslookup_addr(char* output);
