@@ -7,7 +7,8 @@
   for (const row of all("details.scenario")) {
     const text = (selector) => row.querySelector(":scope > summary " + selector)?.textContent ?? "";
     seen.rows.push({ result: text(".badge"), title: text(".name"), facts: text(".facts"), time: text(".time"),
-      open: row.open,
+      open: row.open, drawings: all("section svg[aria-label]", row).map((each) => each.getAttribute("aria-label")),
+      tests: all(".tests tr", row).map((each) => all("td", each).map((cell) => cell.textContent)),
       bad_rows: all("svg[aria-label^='Timeline'] .row.bad text:nth-of-type(2)", row).map((each) => each.textContent) });
   }
 

@@ -8,8 +8,9 @@ import time
 import traceback
 from pathlib import Path
 
+from ipv6trace.timeline import count
+
 from picture.report import write_report
-from picture.timeline import count
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 BEGUN = "picture_begun"

@@ -2,7 +2,7 @@
 import ipaddress
 from dataclasses import dataclass, field
 
-from picture.svg import CHARACTER, drawing, label, tag
+from ipv6trace.svg import CHARACTER, drawing, label, tag
 
 LINE, INDENT = 22, 26
 BRIDGE = {"lan0": "br-lan", "lan1": "br-lan1"}
@@ -67,8 +67,10 @@ def roots_of(look):
         roots.insert(0, root)
     for owner, text in addresses:               # what no prefix took
         wan = owner.startswith("gw") and "br-" not in owner
-        roots.append(Branch(text, f"{owner}, on the line" if wan else f"{owner}, in no prefix of a LAN",
-                            "address" if wan else "bad-text"))
+        of_the_delegated = wan and root and is_inside(network_of(text), delegated)     # a tunnel has its own from there
+        (root.children if of_the_delegated else roots).append(
+            Branch(text, f"{owner}, on the line" if wan else f"{owner}, in no prefix of a LAN",
+                   "address" if wan else "bad-text"))
     return roots
 
 

@@ -3,36 +3,16 @@ import os
 import time
 from pathlib import Path
 
+from ipv6trace.page import page as html_page
+from ipv6trace.svg import cut, plain, tag
+from ipv6trace.time_axis import seconds
+from ipv6trace.timeline import count, draw_timeline
+
 from picture.prefix_tree import distinct_looks, draw_prefixes
 from picture.runs import read_runs
-from picture.svg import cut, plain, tag
-from picture.time_axis import seconds
-from picture.timeline import count, draw_timeline
 from picture.topology import draw_topology
 
 HERE = Path(__file__).resolve().parent
-PAGE = """<!DOCTYPE html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<meta name="viewport" content="width=device-width, initial-scale=1">
-<meta http-equiv="Content-Security-Policy"
- content="default-src 'none'; style-src 'unsafe-inline'; script-src 'unsafe-inline'; img-src data:">
-<link rel="icon" href="data:,">
-<title>{title}</title>
-<style>
-{style}</style>
-</head>
-<body>
-<main>
-{body}
-</main>
-<div id="tip" role="status" hidden></div>
-<script>
-{script}</script>
-</body>
-</html>
-"""
 
 
 def write_report(runs_folder, out_file, since=None):
@@ -48,8 +28,7 @@ def write_report(runs_folder, out_file, since=None):
 
 
 def page(runs, since=None):
-    return PAGE.format(title="Lab report", style=(HERE / "style.css").read_text(encoding="utf-8"),
-                       script=(HERE / "page.js").read_text(encoding="utf-8"), body=body(runs, since))
+    return html_page("Lab report", body(runs, since), (HERE / "style.css").read_text(encoding="utf-8"))
 
 
 def body(runs, since):
@@ -71,7 +50,7 @@ def section(run, name, since):
     old = since is not None and run.start < since
     tests = [test for test in run.record.get("tests") or [] if isinstance(test, dict)]
     facts = [count(len(tests), "test") if len(tests) > 1 else "", count(len(run.log.invocations), "invocation"),
-             "of an earlier test run" if old else ""]
+             began(run), "of an earlier test run" if old else ""]
     head = tag("summary", badge(run.result),
                tag("span", tag("span", plain(run.title), cls="name"),
                    tag("span", plain(", ".join(fact for fact in facts if fact)), cls="facts"), cls="what"),
@@ -84,6 +63,10 @@ def section(run, name, since):
     parts.append(guarded("Timeline", lambda: draw_timeline(run.log, name, notes(run))))
     parts.append(tag("p", plain(f"Everything that was kept: {run.folder}"), cls="remark"))
     return tag("details", *parts, cls="scenario", id=name, open="" if not good else None)
+
+
+def began(run):
+    return time.strftime("ran %Y-%m-%d %H:%M:%S", time.localtime(run.start)) if run.start else ""
 
 
 def badge(result):

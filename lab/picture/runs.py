@@ -3,7 +3,7 @@ import json
 from dataclasses import dataclass
 from pathlib import Path
 
-from picture.log_reader import Log, read_arrivals, read_log
+from ipv6trace.log_reader import Log, read_arrivals, read_log
 
 
 @dataclass

@@ -1,7 +1,7 @@
 """The nodes of a scenario and the wires between them: the gateway, upstream left of it, its LANs right of it."""
 from dataclasses import dataclass, field
 
-from picture.svg import CHARACTER, drawing, label, plain, tag
+from ipv6trace.svg import CHARACTER, drawing, label, plain, tag
 
 LINE = 18
 GAP_X, GAP_Y = 64, 22

@@ -1,9 +1,11 @@
 """The time axis: seconds to places, with long idle stretches drawn short and marked as such."""
+import math
 from dataclasses import dataclass
 
-from picture.svg import CHARACTER, label, tag
+from ipv6trace.svg import CHARACTER, label, tag
 
 BREAK = 58                  # width of an idle stretch that is drawn short
+TICK = 64                   # least room between two ticks
 STEPS = (0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 30, 60, 120, 300, 600, 1800, 3600)
 
 
@@ -39,7 +41,8 @@ class TimeAxis:
 
     def draw(self, top, bottom):
         """Tick lines down to `bottom` with their seconds above `top`, and the idle stretches."""
-        step = next((step for step in STEPS if step * self.scale >= 64), STEPS[-1])
+        step = next((step for step in STEPS if step * self.scale >= TICK), None) \
+            or 3600 * 10 ** math.ceil(math.log10(TICK / (3600 * self.scale)))      # a log of weeks, or a forged one
         free = self.x - CHARACTER
         parts = []
         for piece in self.pieces:
@@ -100,3 +103,10 @@ def seconds(value, digits=2):
     if digits > 1 and value < 0.0995:
         return f"{value * 1000:.0f} ms"
     return f"{value:.{digits}f} s"
+
+
+def whole_seconds(difference):
+    """A duration of which only the whole seconds of begin and end are known."""
+    if difference <= 1:
+        return f"under {max(difference, 0) + 1} s"
+    return f"{difference - 1}..{difference + 1} s"

@@ -1,22 +1,20 @@
 """The timeline of a diagnostic log: every invocation on one axis, and each one's shell lines on an axis of its own.
 
-`draw_timeline(log)` gives markup that needs style.css and page.js of this folder and nothing else; it knows nothing of
-the lab, so it serves for the log of any gateway.
+`draw_timeline(log)` gives markup that needs drawing.css, page.css and page.js of this folder and nothing else.
 """
-from picture.log_reader import DONE, FAILED, GUESS, LIKELY, SURE, UNENDED
-from picture.svg import plain, tag
-from picture.time_axis import seconds
-from picture.waterfall import Bar, Row, draw
+from ipv6trace.invocation import DONE, FAILED, UNENDED
+from ipv6trace.log_line import GUESS, LIKELY, SURE, weight
+from ipv6trace.svg import plain, tag
+from ipv6trace.time_axis import seconds, whole_seconds
+from ipv6trace.waterfall import Bar, Row, draw
 
 OFTEN = 10                  # a command that runs more often than this shares rows
 MANY_NOTES = 8
 LONG_LIST = 12              # more invocations than this are folded away
 SHELL_ROOM = 76             # characters of a shell line that are shown
 KIND = {DONE: "done", FAILED: "bad", UNENDED: "open"}
-# Statuses by which a tool says that what it was to end, empty or remove was not there.
-NOTHING_TO_UNDO = (("killall ", (1,)), ("rm /tmp/", (1,)), ("sed -i ", (2,)), ("/usr/sbin/ip -6 route flush ", (2,)),
-                   ("/usr/sbin/ip -6 route del ", (2,)), ("/usr/sbin/ip tunnel del ", (1,)),
-                   ("/sbin/ifconfig ", (1, 255)))
+KEYS = (("done", "a run"), ("shell ok", "its shell lines"), ("shell quiet", "nothing to undo"), ("shell bad", "failed"),
+        ("open", "no end in the log"), ("shell ok unsure", "may be another's line"))
 SAID = {DONE: "", FAILED: "ERROR_INTERNAL", UNENDED: "no end in the log"}
 
 
@@ -42,8 +40,8 @@ def overview_rows(log, name, notes):
     rows, shared = [], {}
     for each in log.invocations:
         bars = invocation_bars(each, log)
-        if counts[each.word] <= OFTEN or troubled(each):
-            rows.append((each.begin, Row(each.title, remark(each, log), bars, "bad" if troubled(each) else "",
+        if counts[each.word] <= OFTEN or each.troubled:
+            rows.append((each.begin, Row(each.title, remark(each, log), bars, "bad" if each.troubled else "",
                                          summary(each, log), f"{name}-{each.number}", f"{each.begin:+.2f}")))
             continue
         for bar in bars:
@@ -82,7 +80,7 @@ def note_rows(notes):
 def invocation_bars(each, log):
     """The run itself, and on it the time of its shell lines."""
     bars = [Bar(each.begin, each.end, KIND[each.outcome], summary(each, log))]
-    for line in each.shell_lines:
+    for line in sorted(each.shell_lines, key=lambda line: weight(line) == "bad"):       # failures on top
         bars.append(Bar(line.since, line.time, f"shell {weight(line)}", shell_tip(line, log), slim=True,
                         unsure=line.confidence != SURE))
     return bars
@@ -92,13 +90,8 @@ def count(number, what):
     return f"{number} {what}" + ("" if number == 1 else "s")
 
 
-def troubled(each):
-    return each.outcome != DONE or any(weight(line) == "bad" for line in each.shell_lines)
-
-
 def remark(each, log):
-    failed = sum(weight(line) == "bad" for line in each.shell_lines)
-    parts = [span_text(each, log), SAID[each.outcome], f"{failed} failed" if failed else "",
+    parts = [span_text(each, log), SAID[each.outcome], f"{each.bad_count} failed" if each.bad_count else "",
              "" if each.end_confidence == SURE else "end unsure"]
     return ", ".join(part for part in parts if part)
 
@@ -115,17 +108,7 @@ def duration(begin, end, log):
     """Without arrival times only whole seconds were read, so a difference may be a second more or less."""
     if log.exact:
         return seconds(end - begin)
-    whole = int(log.first + end) - int(log.first + begin)
-    return "under 1 s" if whole == 0 else f"{whole - 1}..{whole + 1} s"
-
-
-def weight(line):
-    """"bad" for a shell line that failed, "quiet" for one that had nothing to undo."""
-    status, text = line.shell
-    if status == 0:
-        return "ok"
-    quiet = any(status in known and text.startswith(start) for start, known in NOTHING_TO_UNDO)
-    return "quiet" if quiet else "bad"
+    return whole_seconds(int(log.first + end) - int(log.first + begin))
 
 
 def summary(each, log):
@@ -133,9 +116,10 @@ def summary(each, log):
              f"{each.begin:+.2f} s, {remark(each, log)}", count(len(each.shell_lines), "shell line")]
     if each.overlaps:
         parts.append("at the same time: " + ", ".join(f"{other.title} ({other.number})" for other in each.overlaps[:6])
-                     + (f" and {len(each.overlaps) - 6} more" if len(each.overlaps) > 6 else ""))
-    if each.during:
-        parts.append(f"ran while invocation {each.during[0].number} ran: {each.during[1].shell[1]}")
+                     + (f" and {each.overlap_count - 6} more" if each.overlap_count > 6 else ""))
+    during = each.during
+    if during:
+        parts.append(f"ran while invocation {during[0].number} ran: {during[1].shell[1]}")
     if each.unsure:
         guesses = sum(line.confidence == GUESS for line in each.unsure)
         parts.append(f"{len(each.unsure)} of its {len(each.lines)} lines may be another's"
@@ -158,12 +142,10 @@ def doubt(confidence):
 
 
 def legend(log):
-    words = [("done", "a run"), ("shell ok", "its shell lines"), ("shell quiet", "nothing to undo"),
-             ("shell bad", "failed"), ("open", "no end in the log"), ("shell ok unsure", "may be another's line")]
     keys = [tag("span", tag("svg", tag("rect", x=0, y=3, width=18, height=9, cls=f"bar {kind}"), width=18, height=14,
-                            aria_hidden="true"), plain(" " + text), cls="key") for kind, text in words]
+                            aria_hidden="true"), plain(" " + text), cls="key") for kind, text in KEYS]
     clock = "" if log.exact else " The log has whole seconds: within one, only the order is known."
-    return tag("p", *keys, plain(" Times count from the log's first line; a shell line's time is that since the line "
+    return tag("p", *keys, plain(" Times count from the first line; a shell line's time is that since the line "
                                  "before it." + clock), cls="legend")
 
 
@@ -181,7 +163,7 @@ def details(each, log, name):
                      + ("" if line.confidence == SURE else f"    <- {line.confidence}") for line in told)
     caption = f"{len(told)} lines of the log" + (f" ({hidden} about loaded parameters left out)" if hidden else "")
     parts.append(tag("details", tag("summary", plain(caption)), tag("pre", plain(text))))
-    return tag("details", *parts, id=f"{name}-{each.number}", cls="run" + (" bad" if troubled(each) else ""))
+    return tag("details", *parts, id=f"{name}-{each.number}", cls="run" + (" bad" if each.troubled else ""))
 
 
 def shell_rows(each, log):

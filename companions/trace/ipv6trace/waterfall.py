@@ -1,8 +1,8 @@
 """Rows of bars on one time axis: a label on the left, the bars, a remark and a verdict on the right."""
 from dataclasses import dataclass, field
 
-from picture.svg import CHARACTER, ROW, drawing, label, tag
-from picture.time_axis import TimeAxis
+from ipv6trace.svg import CHARACTER, ROW, drawing, label, plain, tag
+from ipv6trace.time_axis import TimeAxis
 
 HEAD = 26                   # room for the axis
 THIN = 3.0                  # no bar is narrower
@@ -32,8 +32,9 @@ class Row:
     reach: float = 0.0
 
 
-def draw(rows, title, label_room=34, bars_width=560, remark_room=20, lead_room=0):
-    """The rooms are in characters. Returns markup; `busy` time is that of the bars."""
+def draw(rows, name, label_room=34, bars_width=560, remark_room=20, lead_room=0, frame=drawing):
+    """The rooms are in characters. Returns markup: what `frame` makes of it. A frame other than a page's has no script,
+    so what is told by pointing is told by titles."""
     lead_width = (lead_room + 1) * CHARACTER if lead_room else 0
     bars_x = 10 + lead_width + (label_room + 1) * CHARACTER
     remark_x = bars_x + bars_width + 10
@@ -50,11 +51,11 @@ def draw(rows, title, label_room=34, bars_width=560, remark_room=20, lead_room=0
     parts.append(axis.draw(HEAD, height - 6))
     for number, row in enumerate(rows):
         parts.append(draw_row(row, HEAD + number * ROW, axis, (bars_x, remark_x, lead_width, width),
-                              (lead_room, label_room, remark_room)))
-    return drawing(width, height, *parts, title=title)
+                              (lead_room, label_room, remark_room), frame is not drawing))
+    return frame(width, height, *parts, title=name)
 
 
-def draw_row(row, top, axis, places, rooms):
+def draw_row(row, top, axis, places, rooms, titles):
     bars_x, remark_x, lead_width, width = places
     lead_room, label_room, remark_room = rooms
     base = top + 15
@@ -70,10 +71,21 @@ def draw_row(row, top, axis, places, rooms):
         inset = 7.0 if bar.slim else 4.0
         if bar.kind == "mark":
             diamond = f"M{x:.1f} {top + 4:.1f}l4 7l-4 7l-4 -7z"
-            parts.append(tag("path", d=diamond, cls="bar mark", data_tip=bar.tip or None))
+            parts.append(tag("path", title(bar.tip, titles), d=diamond, cls="bar mark", data_tip=told(bar.tip, titles)))
             continue
-        parts.append(tag("rect", x=x, y=top + inset, width=wide, height=ROW - 2 * inset, rx=None if bar.slim else 3,
-                         cls=f"bar {bar.kind}" + (" unsure" if bar.unsure else ""), data_tip=bar.tip or None,
-                         data_aim=bar.aim))
+        parts.append(tag("rect", title(bar.tip, titles), x=x, y=top + inset, width=wide, height=ROW - 2 * inset,
+                         rx=None if bar.slim else 3,
+                         cls=f"bar {bar.kind}" + (" unsure" if bar.unsure else ""), data_tip=told(bar.tip, titles),
+                         data_aim=None if titles else bar.aim))
+    if titles:
+        return tag("g", title(row.tip, titles), *parts, cls=f"row {row.kind}".strip())
     return tag("g", *parts, cls=f"row {row.kind}".strip(), tabindex=0 if row.tip or row.aim else None,
                data_tip=row.tip or None, data_aim=row.aim)
+
+
+def title(tip, titles):
+    return tag("title", plain(tip)) if titles and tip else ""
+
+
+def told(tip, titles):
+    return None if titles else tip or None

@@ -1,0 +1,1 @@
+"""What a diagnostic log says: read, told apart into runs of the program, printed, drawn."""
