@@ -9,9 +9,12 @@
 #include <string_view>
 
 #include "line_reader.h"
+#include "memory_area.h"
 #include "scratch_file.h"
 #include "setting_name.h"
 #include "settings_import.h"
+#include "settings_report.h"
+#include "settings_text.h"
 #include "snapshot.h"
 #include "store_file.h"
 #include "store_message.h"
@@ -30,7 +33,8 @@ constexpr char usage[] = "usage: ccfg_cli get KEY@SECTION\n"
                          "       ccfg_cli list [SECTION]\n"
                          "       ccfg_cli export\n"
                          "       ccfg_cli import [FILE]\n"
-                         "       ccfg_cli --help\n";
+                         "       ccfg_cli check [FILE]\n"
+                         "       ccfg_cli help [KEY[@SECTION]]\n";
 
 constexpr char help[] =
     "\n"
@@ -43,7 +47,14 @@ constexpr char help[] =
     "  export  writes all settings as import reads them\n"
     "  import  sets what the lines KEY@SECTION=VALUE of FILE, or of standard input, say: all of them, or none when "
     "one\n"
-    "          of them is wrong; blank lines and lines that start with # are skipped\n"
+    "          of them is wrong; blank lines and lines that start with # are skipped; a damaged store is kept under\n"
+    "          another name, and the new one holds the factory settings and the lines\n"
+    "\n"
+    "  check   looks for what is wrong with the settings of the store, or of the lines of FILE (- is standard input):\n"
+    "          values out of range, unknown keys, and what daemons refuse or hosts suffer from; a line each, and exit\n"
+    "          status 1, when there is something; 0 when there is nothing\n"
+    "  help    tells what a key is for, its values, who reads it and what is in force; without a key: this and all "
+    "keys\n"
     "\n"
     "KEY and SECTION: 1 to 63 characters of A-Za-z0-9_.- each. VALUE: up to 1023 bytes without control characters.\n"
     "The store is /etc/config/ccfg.db, or the file that the environment variable TESA_STORE names.\n"
@@ -66,12 +77,7 @@ int complain_argument(const char* argument, const char* fault)
 
 bool load_settings()
 {
-    MDB_env* const env = open_store();
-    if (env == nullptr)
-        return false;
-    const bool loaded = settings.refresh(env);
-    mdb_env_close(env);
-    return loaded;
+    return create_missing_store(store_path()) && settings.refresh(store_path());
 }
 
 int finish_output()
@@ -145,8 +151,8 @@ int list(const char* section)
         return complain_argument(section, name_fault);
     if (!load_settings())
         return failed;
-    for (size_t i = 0; i < settings.size(); ++i) {
-        const StoredSetting setting = settings.at(i);
+    for (std::string_view rest = settings.settings(); !rest.empty();) {
+        const StoredSetting setting = take_setting(rest);
         if (section != nullptr && !is_in_section(setting.record, section))
             continue;
         write_text(setting.record);
@@ -188,10 +194,10 @@ int import_copy(int source, const char* name)
         return failed;
     }
     bool imported = copy_input(source, name, scratch) && lseek(scratch, 0, SEEK_SET) == 0
-                    && import_settings(scratch, name, nullptr) && load_settings(); // a damaged store is not added to
+                    && import_settings(scratch, name, nullptr);
     if (imported) {
         StoreWriter writer;
-        imported = lseek(scratch, 0, SEEK_SET) == 0 && writer.begin(store_path())
+        imported = lseek(scratch, 0, SEEK_SET) == 0 && writer.begin(store_path(), Damaged::replace)
                    && import_settings(scratch, name, &writer) && writer.commit();
     }
     close(scratch);
@@ -212,6 +218,61 @@ int import_file(const char* path)
     return result;
 }
 
+// Reads all of `source` as lines of settings. Returns false after a message.
+bool read_lines(int source, const char* name, MemoryArea& area, std::string_view& lines)
+{
+    const int scratch = open_scratch_file();
+    if (scratch < 0) {
+        store_message("%s: cannot be copied: %s", name, strerror(errno));
+        return false;
+    }
+    LineReader reader(scratch);
+    size_t size = 0;
+    bool good = copy_input(source, name, scratch) && lseek(scratch, 0, SEEK_SET) == 0
+                && import_settings(scratch, name, nullptr) && lseek(scratch, 0, SEEK_SET) == 0;
+    for (std::string_view line; good && reader.next(line) == LineResult::line;) {
+        SettingName setting;
+        std::string_view value;
+        if (parse_setting(line, setting, value) != nullptr)
+            continue; // a comment: everything else was looked at before
+        good = area.reserve(size + line.size() + 1);
+        if (!good)
+            break;
+        memcpy(area.data() + size, line.data(), line.size());
+        size += line.size();
+        area.data()[size++] = '\n';
+    }
+    close(scratch);
+    lines = {area.data(), size};
+    return good;
+}
+
+int report(std::string_view lines)
+{
+    const unsigned found = check_settings(lines);
+    const int written = finish_output();
+    return written != 0 ? written : found > 0 ? failed : 0;
+}
+
+int check(const char* path)
+{
+    if (path == nullptr)
+        return load_settings() ? report(settings.settings()) : misused;
+    const bool is_input = strcmp(path, "-") == 0;
+    const int fd = is_input ? dup(STDIN_FILENO) : open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        store_message("%s: cannot be read: %s", path, strerror(errno));
+        return misused;
+    }
+    MemoryArea area;
+    std::string_view lines;
+    const bool is_read = read_lines(fd, is_input ? "standard input" : path, area, lines);
+    close(fd);
+    const int result = is_read ? report(lines) : misused;
+    area.release();
+    return result;
+}
+
 int show_help()
 {
     write_text(usage);
@@ -219,10 +280,29 @@ int show_help()
     return finish_output();
 }
 
+// What a key is for can be told without a store, and a missing store is not created for it.
+int help_about(const char* name)
+{
+    if (name == nullptr) {
+        const int written = show_help();
+        write_text("\nKeys:\n");
+        list_known_settings();
+        return written != 0 ? written : finish_output();
+    }
+    const bool has_store = access(store_path(), R_OK) == 0 && settings.refresh(store_path());
+    const bool is_known = help_setting(name, has_store ? settings.settings() : std::string_view());
+    const int written = finish_output();
+    return written != 0 ? written : is_known ? 0 : failed;
+}
+
 int run(std::string_view verb, int arguments, const char* argument)
 {
-    if (verb == "--help" || verb == "-h" || verb == "help")
+    if (verb == "--help" || verb == "-h")
         return arguments == 0 ? show_help() : complain_usage("help takes no argument");
+    if (verb == "help")
+        return arguments <= 1 ? help_about(argument) : complain_usage("help is about one key at most");
+    if (verb == "check")
+        return arguments <= 1 ? check(argument) : complain_usage("at most one file can be checked");
     if (verb == "get" || verb == "set" || verb == "unset") {
         if (arguments != 1)
             return complain_usage("one argument is needed");

@@ -24,7 +24,6 @@ struct Transaction {
 
 // One reading side for all transactions of the process.
 struct Store {
-    MDB_env* env = nullptr;
     int users = 0;
     Snapshot snapshot;
     Transaction transactions[max_transactions];
@@ -55,7 +54,8 @@ bool read_value(int tid, const char* sect, const char* key, std::string_view& va
         value = touched->value();
         return !touched->is_removed;
     }
-    return store.snapshot.refresh(store.env) && store.snapshot.find(name.record(), value);
+    store.snapshot.refresh(store_path()); // when the newest state cannot be had, the last one counts
+    return store.snapshot.find(name.record(), value);
 }
 
 bool differs(const TouchedSetting& touched)
@@ -102,17 +102,8 @@ int tesa_start_transc(void)
         store_message("the process has %d open transactions already", max_transactions);
         return -1;
     }
-    if (store.env == nullptr)
-        store.env = open_store();
-    if (store.env == nullptr)
+    if (!create_missing_store(store_path()) || !store.snapshot.refresh(store_path()))
         return -1;
-    if (!store.snapshot.refresh(store.env)) {
-        if (store.users == 0) {
-            mdb_env_close(store.env);
-            store.env = nullptr;
-        }
-        return -1;
-    }
     ++store.users;
     store.transactions[tid - 1].is_open = true;
     return tid;
@@ -125,11 +116,8 @@ int tesa_end_transc(int tid)
         return -1;
     transaction->overlay.clear();
     transaction->is_open = false;
-    if (--store.users == 0) {
+    if (--store.users == 0)
         store.snapshot.clear();
-        mdb_env_close(store.env);
-        store.env = nullptr;
-    }
     return 0;
 }
 
@@ -203,7 +191,7 @@ int tesa_ccfg_commit(int tid, int, int)
     Overlay& overlay = transaction->overlay;
     if (overlay.touched().empty())
         return 0;
-    if (!store.snapshot.refresh(store.env))
+    if (!create_missing_store(store_path()) || !store.snapshot.refresh(store_path()))
         return -1;
     bool any = false;
     for (const TouchedSetting& touched : overlay.touched())

@@ -2,101 +2,19 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include "settings_import.h"
-#include "store_lock.h"
-#include "store_message.h"
-#include "store_writer.h"
+#include "store_format.h"
 
 namespace {
 
 constexpr char default_path[] = "/etc/config/ccfg.db";
-constexpr char factory_name[] = "ccfg.factory";
-constexpr char unfinished_suffix[] = ".new";
-constexpr size_t path_capacity = 4096;
-constexpr size_t map_size = size_t{16} << 20; // address space, not memory and not disk
-constexpr mode_t file_mode = 0600;
 
-struct PathText {
-    char text[path_capacity];
-};
-
-// True when there is no file, or an empty one, which has no settings to lose. Anything else is left alone.
-bool is_missing(const char* path)
+bool is_same_time(const timespec& one, const timespec& other)
 {
-    struct stat file;
-    if (stat(path, &file) != 0)
-        return errno == ENOENT;
-    return S_ISREG(file.st_mode) && file.st_size == 0;
-}
-
-bool is_same_file(int fd, const char* path)
-{
-    struct stat by_fd;
-    struct stat by_path;
-    return fstat(fd, &by_fd) == 0 && lstat(path, &by_path) == 0 && by_fd.st_dev == by_path.st_dev
-           && by_fd.st_ino == by_path.st_ino;
-}
-
-// Path of `name` in the folder of `path`.
-bool compose_sibling(const char* path, const char* name, PathText& sibling)
-{
-    const char* const slash = strrchr(path, '/');
-    const int folder_size = slash != nullptr ? static_cast<int>(slash - path) + 1 : 0;
-    const int size = snprintf(sibling.text, sizeof sibling.text, "%.*s%s", folder_size, path, name);
-    return size >= 0 && static_cast<size_t>(size) < sizeof sibling.text;
-}
-
-bool sync_folder(const char* path)
-{
-    PathText folder;
-    if (!compose_sibling(path, ".", folder))
-        return false;
-    const int fd = open(folder.text, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    const bool synced = fsync(fd) == 0 || errno == EINVAL;
-    close(fd);
-    return synced;
-}
-
-bool put_factory_settings(const char* path, StoreWriter& writer)
-{
-    PathText factory;
-    if (!compose_sibling(path, factory_name, factory))
-        return true;
-    const int fd = open(factory.text, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        if (errno == ENOENT)
-            return true;
-        store_message("%s: cannot be read: %s", factory.text, strerror(errno));
-        return false;
-    }
-    const bool put = import_settings(fd, factory.text, &writer);
-    close(fd);
-    return put;
-}
-
-// Fills the file `unfinished`, which `fd` has open and nobody else uses, and gives it the name `path`.
-bool build_store(const char* path, const char* unfinished, int fd)
-{
-    if (ftruncate(fd, 0) != 0) {
-        store_message("%s: cannot be created: %s", path, strerror(errno));
-        return false;
-    }
-    StoreWriter writer;
-    if (!writer.begin_new(unfinished) || !put_factory_settings(path, writer) || !writer.commit())
-        return false;
-    if (rename(unfinished, path) != 0 || !sync_folder(path)) {
-        store_message("%s: cannot be created: %s", path, strerror(errno));
-        return false;
-    }
-    return true;
+    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
 } // namespace
@@ -110,102 +28,75 @@ const char* store_path()
 const char* store_error(int error)
 {
     switch (error) {
-    case MDB_INVALID:
-    case MDB_VERSION_MISMATCH:
-    case MDB_CORRUPTED:
-    case MDB_PAGE_NOTFOUND:
+    case damaged_store:
         return "is damaged or is not a settings store; it is left as it is";
-    case MDB_MAP_FULL:
+    case full_store:
         return "is full";
+    case no_file:
+        return "is not a file";
     default:
-        return mdb_strerror(error);
+        return strerror(error);
     }
 }
 
-int open_store_env(const char* path, unsigned int flags, MDB_env*& env)
+int file_kind_error(const struct stat& file)
 {
-    env = nullptr;
-    int error = mdb_env_create(&env);
+    return S_ISREG(file.st_mode) ? 0 : S_ISDIR(file.st_mode) ? EISDIR : no_file;
+}
+
+bool is_same_file(const struct stat& one, const struct stat& other)
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+int StoreCopy::read(const char* path)
+{
+    release();
+    fd_ = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); // a pipe in its place must not hold anybody up
+    if (fd_ < 0)
+        return errno;
+    is_open_ = true;
+    const int error = read_contents();
     if (error != 0)
-        return error;
-    error = mdb_env_set_mapsize(env, map_size);
-    if (error == 0)
-        error = mdb_env_open(env, path, flags | MDB_NOSUBDIR | MDB_NOLOCK, file_mode);
-    int fd;
-    if (error == 0)
-        error = mdb_env_get_fd(env, &fd);
-    // LMDB leaves this descriptor open to every program that is started, and with it the locks.
-    if (error == 0 && fcntl(fd, F_SETFD, FD_CLOEXEC) != 0)
-        error = errno;
-    if (error != 0) {
-        mdb_env_close(env);
-        env = nullptr;
-    }
+        release();
     return error;
 }
 
-size_t newest_state(MDB_env* env)
+int StoreCopy::read_contents()
 {
-    MDB_envinfo info;
-    mdb_env_info(env, &info);
-    return info.me_last_txnid;
+    if (fstat(fd_, &file_) != 0)
+        return errno;
+    if (const int error = file_kind_error(file_))
+        return error;
+    if (file_.st_size < static_cast<off_t>(store_head_size) || file_.st_size > static_cast<off_t>(store_capacity))
+        return damaged_store;
+    const auto size = static_cast<size_t>(file_.st_size);
+    if (!area_.reserve(size + 1))
+        return errno;
+    size_t done = 0;
+    ssize_t got;
+    // One byte more than the file has: it must end there.
+    while ((got = ::read(fd_, area_.data() + done, size + 1 - done)) != 0) {
+        if (got < 0 && errno != EINTR)
+            return errno;
+        done += got > 0 ? static_cast<size_t>(got) : 0;
+        if (done > size)
+            return damaged_store;
+    }
+    return settings_of_store({area_.data(), done}, settings_) ? 0 : damaged_store;
 }
 
-bool is_whole(MDB_env* env)
+bool StoreCopy::is_of(const struct stat& file) const
 {
-    MDB_envinfo info;
-    MDB_stat sizes;
-    int fd;
-    struct stat file;
-    if (mdb_env_info(env, &info) != 0 || mdb_env_stat(env, &sizes) != 0 || mdb_env_get_fd(env, &fd) != 0
-        || fstat(fd, &file) != 0)
-        return false;
-    return info.me_last_pgno < static_cast<unsigned long long>(file.st_size) / sizes.ms_psize;
+    return !is_empty() && is_same_file(file, file_) && file.st_size == file_.st_size
+           && is_same_time(file.st_mtim, file_.st_mtim);
 }
 
-bool create_missing_store(const char* path)
+void StoreCopy::release()
 {
-    PathText unfinished;
-    const int size = snprintf(unfinished.text, sizeof unfinished.text, "%s%s", path, unfinished_suffix);
-    if (size < 0 || static_cast<size_t>(size) >= sizeof unfinished.text) {
-        store_message("%s: the path is too long", path);
-        return false;
-    }
-    while (is_missing(path)) {
-        const int fd = open(unfinished.text, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, file_mode);
-        if (fd < 0 || !lock_writer(fd)) {
-            store_message("%s: cannot be created: %s", path, strerror(errno));
-            if (fd >= 0)
-                close(fd);
-            return false;
-        }
-        // Who had the lock before may have finished, or given up, the file that has just been locked.
-        const bool is_own = is_same_file(fd, unfinished.text);
-        const bool is_needed = is_missing(path);
-        const bool built = is_own && is_needed && build_store(path, unfinished.text, fd);
-        if (is_own && !built)
-            unlink(unfinished.text);
-        close(fd);
-        if (is_own && is_needed && !built)
-            return false;
-    }
-    return true;
-}
-
-MDB_env* open_store()
-{
-    const char* const path = store_path();
-    MDB_env* env;
-    int error = open_store_env(path, MDB_RDONLY, env);
-    if (error != 0) {
-        // Another process may have created it by now; then this only opens it once more.
-        if (!create_missing_store(path))
-            return nullptr;
-        error = open_store_env(path, MDB_RDONLY, env);
-    }
-    if (error != 0) {
-        store_message("%s: %s", path, store_error(error));
-        return nullptr;
-    }
-    return env;
+    if (is_open_)
+        close(fd_);
+    is_open_ = false;
+    area_.release();
+    settings_ = {};
 }

@@ -1,28 +1,56 @@
-// The store's file: where it is, how it is opened, how it comes into being.
+// The store's file: where it is, and how it is read. It is never changed in place: a commit gives another file its name
+// (unfinished_file.h), so that an open one stays as it is for as long as it is open.
 #pragma once
 
-#include <lmdb.h>
+#include <limits.h>
+#include <stddef.h>
+#include <sys/stat.h>
+
+#include <string_view>
+
+#include "memory_area.h"
+
+inline constexpr size_t path_capacity = PATH_MAX;
 
 // The file of this process: $TESA_STORE, or /etc/config/ccfg.db. Valid until the environment changes.
 const char* store_path();
 
-// Opens the store for reading, and creates it first when there is none: with the settings of the file `ccfg.factory`
-// in the same folder, or empty without that file. Writes nothing to a store that exists. Returns null, after a message,
-// when it cannot be opened or created. To be closed with mdb_env_close.
-MDB_env* open_store();
+// What is wrong with a store: a number of errno, or one of these.
+inline constexpr int damaged_store = -1;
+inline constexpr int full_store = -2;
+inline constexpr int no_file = -3; // a device, a pipe or the like
 
-// Opens the file `path` of a store with LMDB's `flags`. Returns 0 or LMDB's error; `env` is null then.
-int open_store_env(const char* path, unsigned int flags, MDB_env*& env);
-
-// Creates the store when it is missing or an empty file. Returns false after a message. Any number of processes may
-// call it at once: one of them creates it, in a file beside it that gets its name when it is whole and on the disk.
-bool create_missing_store(const char* path);
-
-// Number of the newest committed state.
-size_t newest_state(MDB_env* env);
-
-// False when the file ends before its contents do, as after an interrupted copy.
-bool is_whole(MDB_env* env);
-
-// Text for an error of LMDB or of the system.
+// Text for it, to be put behind the path.
 const char* store_error(int error);
+
+// One state of the store, read whole.
+class StoreCopy {
+public:
+    // Reads the file `path` and checks every byte of it. Returns 0, or what is wrong, the copy being empty then.
+    int read(const char* path);
+
+    // True when `file` is the very file that was read, unchanged. It cannot be taken for a newer one, because it is
+    // kept open.
+    bool is_of(const struct stat& file) const;
+
+    // The settings as sorted text (settings_text.h); valid until the next read or release.
+    std::string_view settings() const { return settings_; }
+
+    bool is_empty() const { return !is_open_; }
+    const struct stat& file() const { return file_; }
+    void release();
+
+private:
+    int read_contents();
+
+    bool is_open_ = false;
+    int fd_ = 0; // all zeros at first, so that an object of static life takes no room in the program's file
+    struct stat file_ = {};
+    MemoryArea area_;
+    std::string_view settings_;
+};
+
+// 0 when `file` is an ordinary file, otherwise what is wrong.
+int file_kind_error(const struct stat& file);
+
+bool is_same_file(const struct stat& one, const struct stat& other);

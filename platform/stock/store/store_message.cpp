@@ -14,6 +14,25 @@ constexpr size_t shown_capacity = 2048;
 
 bool on_stderr = false;
 
+[[gnu::format(printf, 1, 0)]] void say(const char* format, va_list values, bool in_log)
+{
+    char text[message_capacity] = "ccfg: ";
+    constexpr size_t prefix = 6;
+    const int wanted = vsnprintf(text + prefix, sizeof text - prefix - 1, format, values);
+    if (wanted < 0)
+        return;
+    size_t size = prefix + static_cast<size_t>(wanted);
+    if (size > sizeof text - 2)
+        size = sizeof text - 2;
+    text[size] = '\0';
+    if (in_log)
+        syslog(LOG_DAEMON | LOG_ERR, "%s", text);
+    text[size] = '\n';
+    // One call, so that lines of several invocations do not mix; there is nobody to tell when it fails.
+    if (on_stderr && write(STDERR_FILENO, text, size + 1) < 0)
+        return;
+}
+
 } // namespace
 
 void store_messages_to_stderr()
@@ -23,26 +42,18 @@ void store_messages_to_stderr()
 
 void store_message(const char* format, ...)
 {
-    char text[message_capacity] = "ccfg: ";
-    constexpr size_t prefix = 6;
     va_list values;
     va_start(values, format);
-    const int wanted = vsnprintf(text + prefix, sizeof text - prefix - 1, format, values);
+    say(format, values, !on_stderr);
     va_end(values);
-    if (wanted < 0)
-        return;
-    size_t size = prefix + static_cast<size_t>(wanted);
-    if (size > sizeof text - 2)
-        size = sizeof text - 2;
-    if (!on_stderr) {
-        text[size] = '\0';
-        syslog(LOG_DAEMON | LOG_ERR, "%s", text);
-        return;
-    }
-    text[size] = '\n';
-    // One call, so that lines of several invocations do not mix; there is nobody to tell when it fails.
-    if (write(STDERR_FILENO, text, size + 1) < 0)
-        return;
+}
+
+void store_warning(const char* format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    say(format, values, true);
+    va_end(values);
 }
 
 const char* printable(std::string_view text)

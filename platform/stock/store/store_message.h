@@ -10,5 +10,8 @@ void store_messages_to_stderr();
 // Says one line, "ccfg: " first.
 [[gnu::format(printf, 1, 2)]] void store_message(const char* format, ...);
 
+// Says one line that must not be overlooked: in the system's log, and on standard error when messages go there.
+[[gnu::format(printf, 1, 2)]] void store_warning(const char* format, ...);
+
 // Bytes of a text with its control characters replaced by '?', fit for a message. Valid until the next call.
 const char* printable(std::string_view text);

@@ -14,7 +14,8 @@ constexpr char usage[] = "usage: ccfg_cli get KEY@SECTION\n"
                          "       ccfg_cli list [SECTION]\n"
                          "       ccfg_cli export\n"
                          "       ccfg_cli import [FILE]\n"
-                         "       ccfg_cli --help\n";
+                         "       ccfg_cli check [FILE]\n"
+                         "       ccfg_cli help [KEY[@SECTION]]\n";
 
 constexpr char name_rule[] = "key and section must each be 1 to 63 characters of A-Za-z0-9_.-\n";
 

@@ -68,20 +68,29 @@ TEST_F(StoreCreation, ABadFactoryLineIsNamedAndNothingIsCreated)
     EXPECT_FALSE(exists("ccfg.db.new"));
 }
 
-TEST_F(StoreCreation, AnEmptyFileIsAStoreThatHasNotBeenFilledYet)
-{
-    write_file(folder.store(), "");
-    write_file(folder.file("ccfg.factory"), "a@lan0=1\n");
-    EXPECT_EQ(cli({"get", "a@lan0"}), (Outcome{0, "1\n", ""}));
-}
-
 TEST_F(StoreCreation, ADeviceInPlaceOfTheFileIsLeftAlone)
 {
     ASSERT_EQ(symlink("/dev/null", folder.store().c_str()), 0);
-    EXPECT_EQ(cli({"set", "a@lan0=1"}).status, 1);
-    EXPECT_EQ(cli({"get", "a@lan0"}).status, 1);
+    const Outcome refused = {1, "", "ccfg: " + folder.store() + ": is not a file\n"};
+    EXPECT_EQ(cli({"set", "a@lan0=1"}), refused);
+    EXPECT_EQ(cli({"get", "a@lan0"}), refused);
+    EXPECT_EQ(cli({"import"}, "a@lan0=1\n"),
+              (Outcome{1, "", "ccfg: " + folder.store() + ": cannot be changed: is not a file\n"}));
+    EXPECT_NE(access("/dev/null.new", F_OK), 0);
     EXPECT_EQ(std::filesystem::read_symlink(folder.store()), "/dev/null");
     EXPECT_FALSE(exists("ccfg.db.new"));
+}
+
+TEST_F(StoreCreation, ALinkToTheStoreIsFollowedAndStays)
+{
+    ASSERT_EQ(symlink("elsewhere.db", folder.store().c_str()), 0);
+    EXPECT_EQ(cli({"set", "a@lan0=1"}).status, 1) << "a link that leads nowhere";
+    write_file(folder.file("elsewhere.db"), "");
+    EXPECT_EQ(cli({"import"}, "a@lan0=1\n").status, 0);
+    EXPECT_EQ(cli({"set", "b@lan0=2"}), (Outcome{0, "", ""}));
+    EXPECT_EQ(listed(), "a@lan0=1\nb@lan0=2\n");
+    EXPECT_EQ(std::filesystem::read_symlink(folder.store()), "elsewhere.db");
+    EXPECT_FALSE(exists("elsewhere.db.new"));
 }
 
 TEST_F(StoreCreation, ALeftoverOfAKilledCreationIsOverwritten)

@@ -11,6 +11,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "store_fixture.h"
@@ -30,6 +31,7 @@ protected:
                 names.emplace_back(entry->d_name);
         }
         closedir(listing);
+        std::sort(names.begin(), names.end());
         return names;
     }
 };
@@ -109,14 +111,16 @@ TEST_F(QuietStore, ACommitThatChangesNothingLeavesTheFileAsItIs)
     EXPECT_EQ(old_times.st_ctim.tv_nsec, new_times.st_ctim.tv_nsec);
 }
 
-TEST_F(QuietStore, TheStoreIsOneFile)
+TEST_F(QuietStore, TheStoreIsOneFileAndAnEmptyOneToWaitAt)
 {
+    const std::vector<std::string> names = {"ccfg.db", "ccfg.db.lock"};
     const int tid = tesa_start_transc();
     tesa_ccfg_set_str(tid, "lan0", "a", "9");
     EXPECT_EQ(tesa_ccfg_commit(tid, 1, 0), 0);
-    EXPECT_EQ(names_in_folder(), std::vector<std::string>{"ccfg.db"});
+    EXPECT_EQ(names_in_folder(), names);
     tesa_end_transc(tid);
-    EXPECT_EQ(names_in_folder(), std::vector<std::string>{"ccfg.db"});
+    EXPECT_EQ(names_in_folder(), names);
+    EXPECT_EQ(read_file(folder.file("ccfg.db.lock")), "");
 }
 
 TEST_F(QuietStore, AStartedProgramInheritsNothingOfTheStore)
