@@ -1,0 +1,18 @@
+// Finding a key among the known settings.
+#pragma once
+
+#include <string_view>
+
+#include "settings_table.h"
+
+// The known setting that `key` is one of: "extra_sid_3" is an extra_sid_N. Null when there is none.
+const KnownSetting* find_known_setting(std::string_view key, unsigned sections);
+
+// Every section: a search that does not look at the section.
+inline constexpr unsigned in_any_section = in_system | in_lan0 | in_lan1 | in_wan;
+
+// The section's bit; `wan_section` is the WAN's name. 0 for a section that nothing reads.
+unsigned section_bit(std::string_view section, std::string_view wan_section);
+
+// The known key that looks most like `key`, or null when none is near.
+const char* nearest_known_key(std::string_view key);
