@@ -52,8 +52,12 @@ void generate_prefix(const Ip6Octets& prefix, int pfxlen, const LanSide& lan)
         log_line(name, "ko2_addr: %s", result);
         return;
     }
-    // The subnet id is written like two hexadecimal digits and read as a decimal number.
-    unsigned sid = static_cast<unsigned>(to_int(lan.ip6_gua_sid));
+    // The subnet id is written like two hexadecimal digits and read as a decimal number. One with a minus sign, which
+    // no id has, gives its lowest eight bits.
+    const int number = to_int(lan.ip6_gua_sid);
+    unsigned sid = static_cast<unsigned>(number);
+    if (number < 0)
+        sid &= 0xFFU;
     if (pfxlen >= 57)
         sid &= (1U << (64 - pfxlen)) - 1U;
     print_routing_prefix(prefix, prefix[7] | sid);
@@ -82,6 +86,7 @@ void write_sha_input(std::uint32_t now, const MacOctets& mac)
 {
     Text<64> text;
     text.print("%016X%02X%02X%02XFFFE%02X%02X%02X", now, mac[0] ^ 2U, mac[1], mac[2], mac[3], mac[4], mac[5]);
+    remove_link(sha_input);
     FileWriter file(sha_input, FileWriter::Mode::replace);
     file.put(text);
 }
@@ -94,6 +99,7 @@ void generate_global_id(const char* mac_text)
     log_line(name, "time = [%ul], [%016X%02X%02X%02XFFFE%02X%02X%02X]", now, now, mac[0] ^ 2U, mac[1], mac[2], mac[3],
              mac[4], mac[5]);
     write_sha_input(now, mac);
+    remove_link(sha_output);
     if (run_shell("sha1sum /tmp/sha.txt > /tmp/ula.txt") != 0)
         log_line(name, "system command not executed properly!");
 

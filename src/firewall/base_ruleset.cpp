@@ -1,5 +1,8 @@
 #include "base_ruleset.h"
 
+#include <net/if.h>
+
+#include "frame/address_text.h"
 #include "frame/outside_value.h"
 #include "params/param_record.h"
 #include "params/setting.h"
@@ -10,21 +13,54 @@ namespace {
 
 constexpr char name[] = "write_base_ruleset";
 
-// A value of the record that goes into rules; rules with one that is no single word are left out.
-struct RuleWord {
+// A name that the loader takes for exactly one interface: at most 15 characters, without a blank or a quote, without a
+// "/", which no interface has, without the "!" that turns a match around and the "+" at the end that widens it.
+bool is_interface_name(const char* text)
+{
+    const std::size_t length = std::strlen(text);
+    return length < IFNAMSIZ && text[std::strcspn(text, " \"'#\\/")] == '\0' && text[0] != '!'
+           && (length == 0 || text[length - 1] != '+') && !has_control_character(text);
+}
+
+void leave_out(const char* what, const char* why)
+{
+    say_left_out(name, "the ruleset", what, why);
+}
+
+// An interface of the record; rules with one whose name the loader would refuse are left out. An empty name is written
+// as it is.
+struct RuleInterface {
     const char* text;
     bool fits;
 
-    RuleWord(const char* what, const char* value) : text(value), fits(fits_rule(name, what, value)) {}
+    RuleInterface(const char* what, const char* ifname) : text(ifname), fits(is_interface_name(ifname))
+    {
+        if (!fits)
+            leave_out(what, "it is no interface name");
+    }
+};
+
+// A prefix of the record; rules with one that the loader would refuse are left out. An empty one is written as it is.
+struct RulePrefix {
+    const char* text;
+    int length;
+    bool fits;
+
+    RulePrefix(const char* what, const char* prefix, int pfxlen) : text(prefix), length(pfxlen), fits(false)
+    {
+        if (text[0] != '\0' && !is_ip6_address(text))
+            leave_out(what, "it is no IPv6 address");
+        else if (text[0] != '\0' && (length < 0 || length > 128))
+            leave_out(what, "its length is not within 0 to 128");
+        else
+            fits = true;
+    }
 };
 
 struct Ruleset {
-    RuleWord lan{"br-lan", parm.lan_ifname};
-    RuleWord lan1{"br-lan1", parm.lan1_ifname};
-    RuleWord wan{"the WAN interface", parm.wan_ifname};
-    RuleWord wan_prefix{"the WAN prefix", parm.wan_ip6_prefix};
-    RuleWord lan_prefix{"the LAN prefix", parm.lan_ip6_prefix};
-    RuleWord delegated{"the delegated prefix", parm.delegate_prefix};
+    RuleInterface lan{"br-lan", parm.lan_ifname};
+    RuleInterface lan1{"br-lan1", parm.lan1_ifname};
+    RuleInterface wan{"the WAN interface", parm.wan_ifname};
     bool tunnel = std::strncmp(parm.wan_ip6_proto, "tunnel", 6) == 0;
 };
 
@@ -33,14 +69,24 @@ void line(const char* text)
     save2file6("%s\n", text);
 }
 
-// One rule with one word in it.
+// One rule of one interface.
 template <class... A>
-void rule(FormatFor<const char*, A...> format, const RuleWord& word, const A&... values)
+void rule(FormatFor<const char*, A...> format, const RuleInterface& interface, const A&... values)
 {
-    if (!word.fits)
+    if (!interface.fits)
         return;
     Text<512> text;
-    text.print(format, word.text, values...);
+    text.print(format, interface.text, values...);
+    line(text);
+}
+
+// One rule of one prefix.
+void rule(FormatFor<const char*, int> format, const RulePrefix& prefix)
+{
+    if (!prefix.fits)
+        return;
+    Text<512> text;
+    text.print(format, prefix.text, prefix.length);
     line(text);
 }
 
@@ -88,7 +134,8 @@ void write_input(const Ruleset& r)
     if (r.tunnel)
         line("-A INPUT -i 6rd -p ipv6-icmp --icmpv6-type echo-request -j REJECT");
     else
-        rule("-A INPUT -p ipv6-icmp --icmpv6-type echo-request -d %s/%d -j REJECT", r.wan_prefix, parm.wan_ip6_pfxlen);
+        rule("-A INPUT -p ipv6-icmp --icmpv6-type echo-request -d %s/%d -j REJECT",
+             RulePrefix("the WAN prefix", parm.wan_ip6_prefix, parm.wan_ip6_pfxlen));
     line("-A INPUT -m state --state NEW -i br+ -j ACCEPT");
     line("-A INPUT -m state --state RELATED,ESTABLISHED -j ACCEPT");
     write_input_icmp(r);
@@ -103,6 +150,16 @@ void write_output()
     line("-A OUTPUT -j ACCEPT");
 }
 
+// What comes from LAN0 with a source outside of its prefix is forged.
+void write_own_sources(const Ruleset& r)
+{
+    if (parm.lan_ip6_prefix.length() < 2 || parm.lan_ip6_pfxlen <= 0)
+        return;
+    const RulePrefix prefix("the LAN prefix", parm.lan_ip6_prefix, parm.lan_ip6_pfxlen);
+    if (prefix.fits)
+        rule("-A FORWARD -i %s ! -s %s/%d -j DROP", r.lan, prefix.text, prefix.length);
+}
+
 // Nothing with an address that has no business beyond its link or its site is forwarded.
 void write_forward_sources(const Ruleset& r)
 {
@@ -111,8 +168,7 @@ void write_forward_sources(const Ruleset& r)
     line("-A FORWARD -d fe80::0/64 -j DROP");
     line("-A FORWARD -s fd00::0/8 -j DROP");
     line("-A FORWARD -d fd00::0/8 -j DROP");
-    if (parm.lan_ip6_prefix.length() >= 2 && parm.lan_ip6_pfxlen > 0 && r.lan_prefix.fits)
-        rule("-A FORWARD -i %s ! -s %s/%d -j DROP", r.lan, r.lan_prefix.text, parm.lan_ip6_pfxlen);
+    write_own_sources(r);
     line("-A FORWARD -s fec0::/10 -j DROP");
     line("-A FORWARD -s ::/64 -j DROP");
     line("-A FORWARD -s 2001:db8::/32 -j DROP");
@@ -146,17 +202,21 @@ void write_forward(int tid, const Ruleset& r)
     read_setting(tid, parm.wan_sect, "ip6_filter_cnt", filter_count, "0");
     if (filter_count[0] != '0')
         write_user_filter(tid);
-    if (r.wan.fits)
-        rule("-A FORWARD -i %s -o %s -d ff00::/8 -j ACCEPT", r.wan, r.lan.text);
+    rule("-A FORWARD -i %s -o %s -d ff00::/8 -j ACCEPT", r.wan, r.lan.text);
+    const RulePrefix delegated("the delegated prefix", parm.delegate_prefix, parm.delegate_pfxlen);
     rule("-A FORWARD -d %s/%d -p ipv6-icmp --icmpv6-type echo-request -j REJECT --reject-with icmp6-port-unreachable",
-         r.delegated, parm.delegate_pfxlen);
+         delegated);
     if (r.tunnel) {
         rule("-A FORWARD -i %s -o 6rd -j ACCEPT", r.lan);
         rule("-A FORWARD -i %s -o 6rd -j ACCEPT", r.lan1);
     }
     write_forward_icmp();
-    rule("-A FORWARD -s %s/%d -d %s/%d -j ACCEPT", r.delegated, parm.delegate_pfxlen, r.delegated.text,
-         parm.delegate_pfxlen);
+    if (delegated.fits) {
+        Text<512> inside;
+        inside.print("-A FORWARD -s %s/%d -d %s/%d -j ACCEPT", delegated.text, delegated.length, delegated.text,
+                     delegated.length);
+        line(inside);
+    }
     line("-A FORWARD -j DROP");
 }
 

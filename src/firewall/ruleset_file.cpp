@@ -8,7 +8,7 @@
 
 void append_to_ruleset(const char* piece)
 {
-    const FileDescriptor file(ruleset_path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW);
+    const FileDescriptor file(ruleset_path, O_WRONLY | O_APPEND | O_CREAT);
     if (!file.is_open()) {
         log_line("save2file6", "Can't open %s", ruleset_path);
         std::exit(1);

@@ -41,9 +41,19 @@ char* compress_ip6_addr(char* text)
     return text;
 }
 
+bool is_ip6_address(const char* text)
+{
+    in6_addr address = {};
+    return inet_pton(AF_INET6, text, &address) == 1;
+}
+
 int to_int(const char* text)
 {
-    const long number = std::strtol(text, nullptr, 10);
+    return to_int(std::strtol(text, nullptr, 10));
+}
+
+int to_int(long number)
+{
     if (number > INT_MAX)
         return INT_MAX;
     if (number < INT_MIN)

@@ -9,5 +9,10 @@ char* get_nslookup_addr(char* output);
 // it as it is otherwise, also when it is no address. Returns `text`.
 char* compress_ip6_addr(char* text);
 
-// The leading decimal number of a text, as atoi(3) reads it; beyond the range of int the nearest int.
+// True when `text` is an IPv6 address and nothing else (inet_pton(3)).
+bool is_ip6_address(const char* text);
+
+// The leading decimal number of a text, as atoi(3) reads it, and a number of the store, whose long is as wide as the
+// processor's; beyond the range of int the nearest int.
 int to_int(const char* text);
+int to_int(long number);

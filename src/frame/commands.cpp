@@ -4,6 +4,7 @@
 #include "addr/set_ipv6_addr.h"
 #include "address_text.h"
 #include "ipv4hooks/ipcp.h"
+#include "lan/daemon_locks.h"
 #include "lan/dhcp6d.h"
 #include "lan/neighbors.h"
 #include "lan/radvd.h"
@@ -36,14 +37,17 @@ void forget_static_routes(int tid)
 
 void start_first_lan(int tid)
 {
-    stop_radvd();
-    stop_dhcp6d();
-    prepare_parm(tid);
-    start_ula(tid, 0);
-    start_lla(tid);
-    start_radvd(tid);
-    pause_ms(1000);
-    start_dhcp6d(tid);
+    {
+        const DaemonLocks locks;
+        stop_radvd();
+        stop_dhcp6d();
+        prepare_parm(tid);
+        start_ula(tid, 0);
+        start_lla(tid);
+        start_radvd(tid);
+        pause_ms(1000);
+        start_dhcp6d(tid);
+    }
     start_rdnssd();
 }
 

@@ -1,6 +1,8 @@
 // Files: descriptors and streams that close themselves, a buffered writer, one-word state files, kernel switches.
 //
-// Everything is opened close-on-exec, because the shell lines that the program runs leave daemons behind.
+// Everything is opened close-on-exec, because the shell lines that the program runs leave daemons behind, and without
+// following a symbolic link, because others may write to /tmp. What is no regular file counts as one that cannot be
+// opened: opening or reading a FIFO would wait for whoever is at its other end.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +12,8 @@
 
 class FileDescriptor {
 public:
-    FileDescriptor(const char* path, int flags);
+    // Opens a file with the `flags` of open(2), and with `mode` when they create it.
+    FileDescriptor(const char* path, int flags, unsigned mode = 0644);
     explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
     ~FileDescriptor();
     FileDescriptor(const FileDescriptor&) = delete;
@@ -18,8 +21,15 @@ public:
 
     bool is_open() const { return descriptor_ >= 0; }
     int number() const { return descriptor_; }
-    // Writes all of it, or as much as the system takes.
-    void write(const char* bytes, std::size_t length) const;
+    // The descriptor, which the caller closes.
+    int give_away()
+    {
+        const int given = descriptor_;
+        descriptor_ = -1;
+        return given;
+    }
+    // Writes all of it, or as much as the system takes; false then.
+    bool write(const char* bytes, std::size_t length) const;
 
 private:
     int descriptor_;
@@ -28,7 +38,7 @@ private:
 class Stream {
 public:
     explicit Stream(std::FILE* file) : file_(file) {}
-    // Opens for reading; a symbolic link is not followed.
+    // Opens for reading.
     explicit Stream(const char* path);
     ~Stream()
     {
@@ -52,13 +62,17 @@ private:
     std::FILE* file_;
 };
 
-// Writes a text file through a buffer. A symbolic link is not followed.
+// Writes a text file through a buffer.
 class FileWriter {
 public:
-    enum class Mode { replace, append };
+    enum class Mode {
+        replace, // the file is emptied at once
+        append,
+        whole, // the file stays as it was until put_in_place; nobody reads a part of the new one
+    };
 
     FileWriter(const char* path, Mode mode);
-    ~FileWriter() { flush(); }
+    ~FileWriter();
 
     bool is_open() const { return file_.is_open(); }
     void put(const char* text);
@@ -81,10 +95,16 @@ public:
         put("\n");
     }
 
+    // Ends the writing in the mode `whole`. False when the system did not take all of it; the file stays as it was.
+    bool put_in_place();
+
 private:
     void flush();
 
+    Text<64> path_;
+    Text<64> fresh_path_; // where a whole file is written; empty in the other modes
     FileDescriptor file_;
+    bool complete_ = true;
     std::size_t used_ = 0;
     char buffer_[2048];
 };
@@ -95,6 +115,16 @@ int set_tmp_value(const char* path, const char* value);
 // Reads the first word of a file, cut to 63 bytes; a missing file reads as "0", one without a word leaves `value` as it
 // was. Returns 1.
 int get_tmp_value(const char* path, Text<64>& value);
+
+// Removes what stands at `path` when it is neither a regular file nor a folder: for paths that a shell line writes to,
+// which would follow a symbolic link and wait at a FIFO.
+void remove_link(const char* path);
+
+// Removes a FIFO, or a link to one, at `path`: for paths that a shell line reads, where a link may be wanted.
+void remove_fifo(const char* path);
+
+// True for a name that leads to one entry of a folder and nowhere else.
+bool is_folder_name(const char* name);
 
 // Writes `value` into /proc/sys/net/ipv6/conf/`if_name`/`key`; a missing one is passed over. A name that would lead
 // elsewhere is logged and not written to.

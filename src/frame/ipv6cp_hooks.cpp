@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "files.h"
 #include "firewall/firewall.h"
+#include "lan/daemon_locks.h"
 #include "lan/dhcp6d.h"
 #include "lan/radvd.h"
 #include "lan/small_daemons.h"
@@ -84,22 +85,26 @@ Outcome zel_ipv6cp_down_command(const Invocation& run)
     if (parm.wan_on_demand == 1)
         allow_only_dns_out();
     mark_wan_down(run.tid);
+    remove_fifo("/tmp/resolv.conf");
     run_shell("sed -i '/^nameserver %s/d' %s", "fe80::1", "/tmp/resolv.conf");
     log_line("main", "zel_ipv6cp_down starting. ip6_wan_ready=%d, ip4_wan_ready=%d.", parm.ip6_wan_ready,
              parm.ip4_wan_ready);
     wake_forwarder_if_ip4_is_up(run.tid);
 
     stop_rdnssd();
-    stop_radvd();
-    stop_dhcp6d();
-    stop_dhcp6c(run.tid);
-    run_shell("/usr/sbin/sip_config SIP_CORE_SetVcIPAddr 10 \"\" \"\"");
-    set_ipv6_addr(parm.wan_ifname, parm.wan_ip6_addr, parm.wan_ip6_pfxlen, 0);
-    set_ipv6_addr(parm.lan_ifname, parm.lan_ip6_addr, parm.lan_ip6_pfxlen, 0);
-    set_ipv6_addr(parm.lan1_ifname, parm.lan1_ip6_addr, parm.lan1_ip6_pfxlen, 0);
+    {
+        const DaemonLocks locks;
+        stop_radvd();
+        stop_dhcp6d();
+        stop_dhcp6c(run.tid);
+        run_shell("/usr/sbin/sip_config SIP_CORE_SetVcIPAddr 10 \"\" \"\"");
+        set_ipv6_addr(parm.wan_ifname, parm.wan_ip6_addr, parm.wan_ip6_pfxlen, 0);
+        set_ipv6_addr(parm.lan_ifname, parm.lan_ip6_addr, parm.lan_ip6_pfxlen, 0);
+        set_ipv6_addr(parm.lan1_ifname, parm.lan1_ip6_addr, parm.lan1_ip6_pfxlen, 0);
 
-    start_radvd(run.tid);
-    start_dhcp6d(run.tid);
+        start_radvd(run.tid);
+        start_dhcp6d(run.tid);
+    }
     start_rdnssd();
     leave_guard();
     return Outcome::completed;

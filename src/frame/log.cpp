@@ -16,7 +16,7 @@ constexpr char log_path[] = "/tmp/ipv6.log";
 constexpr char console_path[] = "/dev/console";
 constexpr std::size_t line_size = 1536;
 
-void append_line(const char* path, int flags, const char* name, const char* format, std::va_list values)
+void append_line(const FileDescriptor& file, const char* name, const char* format, std::va_list values)
 {
     char line[line_size];
     print_text(line, sizeof line, "[%s][%ld] ", name, uptime_seconds());
@@ -24,10 +24,14 @@ void append_line(const char* path, int flags, const char* name, const char* form
     vsnprintf(line + prefix, sizeof line - prefix - 1, format, values);
     std::size_t length = std::strlen(line);
     line[length++] = '\n';
-
-    const FileDescriptor file(path, flags);
     if (file.is_open())
         file.write(line, length);
+}
+
+// The console is a terminal, which takes a text when it can.
+int open_console(int flags)
+{
+    return open(console_path, O_WRONLY | O_CREAT | O_NOCTTY | O_CLOEXEC | flags, 0644);
 }
 
 } // namespace
@@ -43,7 +47,7 @@ void log_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(log_path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW, name, format, values);
+    append_line(FileDescriptor(log_path, O_WRONLY | O_APPEND | O_CREAT), name, format, values);
     va_end(values);
 }
 
@@ -51,7 +55,7 @@ void console_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(console_path, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, name, format, values);
+    append_line(FileDescriptor(open_console(O_APPEND)), name, format, values);
     va_end(values);
 }
 
@@ -59,7 +63,7 @@ int my_printf_formatted(const char* format, ...)
 {
     if (format == nullptr)
         return 0;
-    const FileDescriptor console(console_path, O_WRONLY | O_TRUNC | O_CREAT | O_NOCTTY);
+    const FileDescriptor console(open_console(O_TRUNC));
     if (!console.is_open())
         return 0;
 

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
+#include "frame/address_text.h"
 #include "frame/device_query.h"
 #include "frame/files.h"
 #include "frame/log.h"
@@ -61,8 +62,10 @@ void remove_link_server(int tid)
     get_wan_sect(parm.wan_ifname, parm.wan_sect.data(), parm.wan_sect.capacity);
     Text<16> server;
     read_setting(tid, parm.wan_sect, "dns", server);
-    if (is_ip4_address(server)) // anything else would remove every server, or worse
+    if (is_ip4_address(server)) { // anything else would remove every server, or worse
+        remove_fifo("/tmp/resolv.conf");
         run_shell("sed -i '/^nameserver %s/d' %s", server, "/tmp/resolv.conf");
+    }
 }
 
 } // namespace
@@ -70,8 +73,8 @@ void remove_link_server(int tid)
 int zel_ipcp_up(int tid)
 {
     constexpr char name[] = "zel_ipcp_up";
-    parm.ip6_wan_ready = static_cast<int>(tesa_ccfg_get_long(tid, "system", "ip6_wan_ready", 0));
-    parm.ip4_wan_ready = static_cast<int>(tesa_ccfg_get_long(tid, "system", "ip4_wan_ready", 0));
+    parm.ip6_wan_ready = to_int(tesa_ccfg_get_long(tid, "system", "ip6_wan_ready", 0));
+    parm.ip4_wan_ready = to_int(tesa_ccfg_get_long(tid, "system", "ip4_wan_ready", 0));
     log_line(name, "zel_ipcp_up starting. ip6_wan_ready=%d, ip4_wan_ready=%d.", parm.ip6_wan_ready, parm.ip4_wan_ready);
     parm.ip4_wan_ready = 1;
     tesa_ccfg_set_long(tid, "system", "ip4_wan_ready", 1);
@@ -86,6 +89,7 @@ int zel_ipcp_up(int tid)
 
     get_wan_ifname(parm.wan_ifname.data(), parm.wan_ifname.capacity);
     log_line(name, "Del iptables rules for trigger and clean the conntrack.");
+    remove_link(saved_rules);
     run_shell("iptables-save > %s", saved_rules);
     {
         Stream saved(saved_rules);

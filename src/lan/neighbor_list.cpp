@@ -15,6 +15,8 @@ NeighborList::~NeighborList()
 
 bool NeighborList::append(const Neighbor& neighbor)
 {
+    if (count_ == limit)
+        return false;
     void* const memory = std::malloc(sizeof(Neighbor));
     if (memory == nullptr)
         return false;
@@ -25,6 +27,7 @@ bool NeighborList::append(const Neighbor& neighbor)
     else
         last_->next = entry;
     last_ = entry;
+    ++count_;
     return true;
 }
 

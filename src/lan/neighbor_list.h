@@ -1,5 +1,4 @@
-// A list of IPv6 neighbors in the order in which they were first seen. The one place of the program that uses the heap:
-// there may be any number of them.
+// A list of IPv6 neighbors in the order in which they were first seen. The one place of the program that uses the heap.
 #pragma once
 
 #include <array>
@@ -16,12 +15,15 @@ struct Neighbor {
 
 class NeighborList {
 public:
+    // Each neighbor is compared with each entry: a LAN that makes up more of them must not keep the program busy.
+    static constexpr int limit = 4096;
+
     NeighborList() = default;
     ~NeighborList();
     NeighborList(const NeighborList&) = delete;
     NeighborList& operator=(const NeighborList&) = delete;
 
-    // Appends a copy of `neighbor`. False when there is no memory.
+    // Appends a copy of `neighbor`. False when the list is full or there is no memory.
     bool append(const Neighbor& neighbor);
 
     Neighbor* first() { return first_; }
@@ -29,6 +31,7 @@ public:
 private:
     Neighbor* first_ = nullptr;
     Neighbor* last_ = nullptr;
+    int count_ = 0;
 };
 
 // Reads "ADDRESS dev DEVICE lladdr xx:xx:xx:xx:xx:xx", and behind it "uptime N" when there is one, into `neighbor`;

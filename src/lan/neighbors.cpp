@@ -4,6 +4,7 @@
 
 #include "frame/files.h"
 #include "frame/log.h"
+#include "frame/outside_value.h"
 #include "frame/shell.h"
 #include "neighbor_list.h"
 
@@ -29,6 +30,14 @@ bool same_neighbor(const Neighbor& a, const Neighbor& b)
     return a.address.equals(b.address) && a.device.equals(b.device) && a.lladdr == b.lladdr;
 }
 
+bool append(NeighborList& list, const Neighbor& neighbor)
+{
+    const bool appended = list.append(neighbor);
+    if (!appended)
+        log_line(name, "no room for %s and what follows.", described(neighbor));
+    return appended;
+}
+
 // Returns the number of entries.
 int load_stored(NeighborList& list)
 {
@@ -38,10 +47,12 @@ int load_stored(NeighborList& list)
     int count = 0;
     for (char line[512]; file.read_line(line);) {
         Neighbor entry;
+        if (!is_acceptable_line(name, "a line of the stored table", line))
+            continue;
         if (parse_neighbor(line, entry) < 9)
             continue;
         log_line(name, "1, %s uptime %d.", described(entry), entry.last_seen);
-        if (!list.append(entry))
+        if (!append(list, entry))
             break;
         ++count;
     }
@@ -70,12 +81,14 @@ int merge_shown(NeighborList& list, int now)
     int added = 0;
     Neighbor seen;
     for (char line[256]; file.read_line(line);) {
+        if (!is_acceptable_line(name, "a line of the neighbor table", line))
+            continue;
         parse_neighbor(line, seen);
         log_line(name, "2, %s.", described(seen));
         if (refresh(list, seen, now))
             continue;
         seen.last_seen = now;
-        if (!list.append(seen))
+        if (!append(list, seen))
             break;
         log_line(name, "2.3.");
         ++added;

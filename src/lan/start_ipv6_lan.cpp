@@ -2,6 +2,7 @@
 
 #include "addr/lan_addresses.h"
 #include "addr/start_ipv6.h"
+#include "daemon_locks.h"
 #include "dhcp6d.h"
 #include "firewall/firewall.h"
 #include "frame/shell.h"
@@ -32,16 +33,19 @@ int start_ipv6_lan(int tid)
     mark_wan_ready(tid);
     start_ipv6(tid, "lan");
 
-    stop_radvd();
-    stop_dhcp6d();
-    stop_ecmh();
-    flush_ip6tables();
-    run_shell("echo  sys_ipv6_lan_done call zel_resolv_update. >/dev/console");
+    {
+        const DaemonLocks locks;
+        stop_radvd();
+        stop_dhcp6d();
+        stop_ecmh();
+        flush_ip6tables();
+        run_shell("echo  sys_ipv6_lan_done call zel_resolv_update. >/dev/console");
 
-    start_ula(tid, 0);
-    start_ula(tid, 1);
-    start_radvd(tid);
-    start_dhcp6d(tid);
+        start_ula(tid, 0);
+        start_ula(tid, 1);
+        start_radvd(tid);
+        start_dhcp6d(tid);
+    }
     start_ecmh(tid);
     if (parm.add_static_route != 0)
         set_static_route6(tid);

@@ -6,6 +6,7 @@
 
 #include "frame/files.h"
 #include "frame/log.h"
+#include "frame/outside_value.h"
 #include "frame/shell.h"
 #include "params/param_record.h"
 #include "params/setting.h"
@@ -24,15 +25,21 @@ struct RouteNeighbor {
     Text<32> device;
 };
 
+void cut_at_line_end(AddressText& text)
+{
+    text.data()[std::strcspn(text, "\n")] = '\0';
+}
+
+// Takes the answer as the store's tool prints it, line end included. One with a control character in its first line
+// counts as absent.
 void read_entry(const char* key, int number, AddressText& value)
 {
     value.clear();
     shell_output(ShellLine("ccfg_cli get %s_%d@system", key, number), value.data(), value.capacity);
-}
-
-void cut_at_line_end(AddressText& text)
-{
-    text.data()[std::strcspn(text, "\n")] = '\0';
+    AddressText first_line = value;
+    cut_at_line_end(first_line);
+    if (!is_acceptable(name, key, first_line))
+        value.clear();
 }
 
 bool same_id(const char* a, const char* b)
@@ -100,9 +107,11 @@ void find_gateway(RouteNeighbor& neighbor)
     if (!file.is_open())
         return;
     for (char line[256]; file.read_line(line);) {
-        parse_route_neighbor(line, neighbor);
-        if (neighbor.address.equals(parm.extra_gateway))
-            return;
+        if (is_acceptable_line(name, "a line of the neighbor table", line)) {
+            parse_route_neighbor(line, neighbor);
+            if (neighbor.address.equals(parm.extra_gateway))
+                return;
+        }
         neighbor.device.clear();
     }
 }

@@ -1,5 +1,6 @@
 #include "load_values.h"
 
+#include "frame/address_text.h"
 #include "frame/device_query.h"
 #include "frame/log.h"
 #include "mac.h"
@@ -8,7 +9,7 @@
 void load_number(int tid, const char* name, const char* sect, const char* key, int& value, const char* label,
                  long missing)
 {
-    value = static_cast<int>(tesa_ccfg_get_long(tid, sect, key, missing));
+    value = to_int(tesa_ccfg_get_long(tid, sect, key, missing));
     if (label != nullptr)
         log_line(name, "%s(%s):%d", label, sect, value);
 }

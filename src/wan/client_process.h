@@ -11,5 +11,6 @@ struct ClientProcess {
 };
 
 // Reads one line of the process list: pid, two columns, "/usr/sbin/dhclient", arguments. Fields that the line does not
-// supply are 0 or empty. The line has at most 255 bytes.
+// supply are 0 or empty; so is an argument with a control character, and the log says so. The line has at most 255
+// bytes.
 ClientProcess parse_client_process(const char* line);

@@ -5,6 +5,7 @@
 #include "advertised_servers.h"
 #include "client_process.h"
 #include "duid.h"
+#include "frame/address_text.h"
 #include "frame/files.h"
 #include "frame/log.h"
 #include "frame/outside_value.h"
@@ -25,6 +26,7 @@ constexpr int line_five_arguments = 202;
 // Every IPv6 client goes, whatever its interface: a lease has one owner.
 bool kill_running_clients()
 {
+    remove_link(start_list);
     run_shell("ps | grep dhclient > /tmp/ps_dhcp6c_s.txt");
     {
         Stream list(start_list);
@@ -95,6 +97,7 @@ void launch(Dhcp6cMode mode)
 // last line read.
 bool find_client(unsigned pid, ClientProcess& process)
 {
+    remove_link(stop_list);
     run_shell("ps | grep dhclient > /tmp/ps_dhcp6c.txt");
     Stream list(stop_list);
     if (!list.is_open())
@@ -178,7 +181,7 @@ int stop_dhcp6c(int tid)
     pause_ms(1000);
 
     my_printf("[stop_dhcp6c] ip6_dhcp6c_rebind_instead_of_solicit=%d\n",
-              static_cast<int>(tesa_ccfg_get_long(tid, parm.wan_sect, rebind_key, 0)));
+              to_int(tesa_ccfg_get_long(tid, parm.wan_sect, rebind_key, 0)));
     if (!rebinds(tid)) {
         my_printf("[stop_dhcp6c] remove DHCP6C_LEASE_FILE\n");
         log_line("stop_dhcp6c", "remove DHCP6C_LEASE_FILE");

@@ -1,11 +1,12 @@
 #include "lease_values.h"
 
+#include "frame/address_text.h"
 #include "params/param_record.h"
 #include "platform/config_store.h"
 
 int prefix_mode(int tid)
 {
-    return static_cast<int>(tesa_ccfg_get_long(tid, "system", "ip6_dhcp6c_prefix_mode", PREFERRED_PREFIX));
+    return to_int(tesa_ccfg_get_long(tid, "system", "ip6_dhcp6c_prefix_mode", PREFERRED_PREFIX));
 }
 
 void reset_wan_address(int tid)

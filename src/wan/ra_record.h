@@ -27,7 +27,8 @@ struct RaRecord {
     bool has_router() const { return router[0][0] != '\0'; }
 };
 
-// Reads the next record; columns that a last, short line lacks keep the values of the record before. False at the end.
+// Reads the next record; columns that a last, short line lacks keep the values of the record before. One with a control
+// character in a column counts as absent, with a log line, and is passed over. False at the end.
 bool read_ra_record(const Stream& file, RaRecord& record);
 
 // The groups joined by colons.

@@ -70,6 +70,7 @@ void read_settings(int tid, SixrdTexts& s)
 // The answer is read to 64 kB.
 void resolve_relay(Text<50>& relay)
 {
+    remove_link("/tmp/host.log");
     run_shell("nslookup %s > /tmp/host.log", relay);
     {
         static char answer[65536];

@@ -3,7 +3,9 @@
 #include "addr/start_ipv6.h"
 #include "dhcp6c.h"
 #include "frame/address_text.h"
+#include "frame/files.h"
 #include "frame/log.h"
+#include "frame/outside_value.h"
 #include "frame/pause.h"
 #include "frame/shell.h"
 #include "platform/common_library.h"
@@ -175,6 +177,10 @@ int waninfo_main(int tid)
 {
     if (std::strncmp(parm.wan_ip6_proto, "dhcp", 4) != 0)
         return refuse(line_not_dhcp);
+    if (!parm.wan_ifname.empty() && !is_folder_name(parm.wan_ifname)) {
+        log_line(name, "%s is no interface name.", parm.wan_ifname);
+        return refuse(line_no_limit);
+    }
     char if_max_rs[16];
     const ShellLine limit("cat /proc/sys/net/ipv6/conf/%s/router_solicitations", parm.wan_ifname);
     if (shell_output(limit, if_max_rs, sizeof if_max_rs) < 0) {
@@ -182,6 +188,8 @@ int waninfo_main(int tid)
         return refuse(line_no_limit);
     }
     utilStrTrimChar(if_max_rs, " \t\r\n");
+    if (!is_acceptable(name, "router_solicitations", if_max_rs))
+        if_max_rs[0] = '\0';
     log_line(name, "wan_ifname:%s, if_max_rs:%s, wan_ip6_addr:%s, wan_ip6_pfxlen:%d, wan_ip6_proto:%s", parm.wan_ifname,
              if_max_rs, parm.wan_ip6_addr, parm.wan_ip6_pfxlen, parm.wan_ip6_proto);
     my_printf("[zel-ipv6 waninfo_main] action = %d , line:%d\n", 0, line_entry);

@@ -1,52 +1,8 @@
-"""The `gateway` fixture and readable failures."""
+"""The fixtures of these tests."""
 import sys
 import pathlib
 
-import pytest
-
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 
-from gateway import Gateway                                         # noqa: E402
-from transcript import Lines, difference                                   # noqa: E402
-from sandbox import Template, World, program_path, store_tool_path  # noqa: E402
-
-
-@pytest.fixture(scope="session")
-def _template():
-    for needed in (program_path(), store_tool_path()):
-        if not needed.exists():
-            pytest.exit(f"{needed} is missing: build first, or set IPV6CTL and CCFG_CLI", returncode=3)
-    return Template()
-
-
-@pytest.fixture(scope="session")
-def _root(_template, tmp_path_factory):
-    root = tmp_path_factory.mktemp("root")
-    _template.build(root)
-    return root
-
-
-@pytest.fixture(scope="session")
-def _world():
-    return World()
-
-
-@pytest.fixture
-def gateway(_world, _template, _root, tmp_path, request):
-    made = Gateway(_world, _template, _root, tmp_path)
-    request.node.gateway = made
-    return made
-
-
-def pytest_assertrepr_compare(op, left, right):
-    if op == "==" and isinstance(left, list) and isinstance(right, list) and Lines in (type(left), type(right)):
-        return ["the lists differ (- expected, + seen):"] + difference(left, right)
-    return None
-
-
-@pytest.hookimpl(hookwrapper=True)
-def pytest_runtest_makereport(item, call):
-    report = (yield).get_result()
-    made = getattr(item, "gateway", None)
-    if report.when == "call" and report.failed and made is not None and made.last_run is not None:
-        report.sections.append(("last run of the program", made.last_run.dump()))
+from fixtures import *                                              # noqa: E402, F401, F403
+from fixtures import _root, _template, _world                       # noqa: E402, F401

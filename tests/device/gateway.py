@@ -41,6 +41,8 @@ Set up (before a run; all may be changed again between two runs)
     gateway.shell = False    takes /bin/sh away, so that no line can be run.
     gateway.pause_limit      the program is ended at this many pauses (default 100): how to test an endless wait.
     gateway.uptime, .time    the uptime (1000) in log lines, and the wall clock (1700000000).
+    gateway.mounts           words of bwrap for mounts over the usual ones, such as ["--remount-ro", "/tmp"].
+    gateway.starter          words in front of the program's path: a program of the root that starts it.
 
 Run
     gateway.run("zel_ipv6_lan", "lan")                argv[0] is /usr/sbin/zel_ipv6_lan
@@ -92,6 +94,7 @@ class Gateway:
         self.links = {"br-lan": "00:11:22:33:44:55", "br-lan1": "00:11:22:33:44:66", "ppp0": "00:11:22:33:44:77"}
         self.uptime, self.time, self.pause_limit = 1000, 1700000000, 100
         self.shell = True
+        self.mounts, self.starter = [], []
         self._stored, self._addresses, self._processes, self._rules = {}, [], [], {}
         self._written = {}
         self._fresh, self._wan, self._sect = True, "ppp0", "wan100"
@@ -253,7 +256,9 @@ class Gateway:
         inner += ["--", argv[0] if argv[0].startswith("/usr/sbin/") else "/usr/sbin/ipv6ctl", *argv]
         if not os.path.exists(self._root / inner[-len(argv) - 1].lstrip("/")):
             inner[-len(argv) - 1] = "/usr/sbin/ipv6ctl"
-        line = command(self._template, self._root, self._base, variables, inner, shell=self.shell)
+        at = len(inner) - len(argv) - 1
+        inner[at:at] = self.starter
+        line = command(self._template, self._root, self._base, variables, inner, shell=self.shell, mounts=self.mounts)
         with Console(self._base / "dev/console") as console:
             process = self._world.popen(line, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                         env={"PATH": "/usr/bin:/bin"}, cwd="/")

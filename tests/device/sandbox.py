@@ -3,6 +3,7 @@
 Nothing here outlives the test process: the network namespace is held by an open file only, and bwrap takes its
 process and mount namespaces with it.
 """
+import contextlib
 import ctypes
 import fcntl
 import json
@@ -136,14 +137,21 @@ class Template:
     def __init__(self):
         self.tools = program_path().parent / "device-tests"
         self.tools.mkdir(exist_ok=True)
-        with open(self.tools / "lock", "w", encoding="ascii") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
-            self.recorder = self._compile("recorder", HERE / "recorder.c")
-            self.launcher = self._compile("launcher", HERE / "launcher.c")
-            self.preload = self._compile("instant.so", HERE.parent / "preload/instant.c", "-shared", "-fPIC", "-ldl")
+        with self.locked():
+            self.recorder = self.compile("recorder", HERE / "recorder.c")
+            self.launcher = self.compile("launcher", HERE / "launcher.c")
+            self.preload = self.compile("instant.so", HERE.parent / "preload/instant.c", "-shared", "-fPIC", "-ldl")
         self.recorder_bytes = self.recorder.read_bytes()
 
-    def _compile(self, name, source, *flags):
+    @contextlib.contextmanager
+    def locked(self):
+        """Keeps test processes from compiling the same program at once."""
+        with open(self.tools / "lock", "w", encoding="ascii") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            yield
+
+    def compile(self, name, source, *flags):
+        """Brings a program or library of the tests up to date; call it within `locked`."""
         made = self.tools / name
         if not made.exists() or made.stat().st_mtime < source.stat().st_mtime:
             fresh = self.tools / (name + ".new")
@@ -175,13 +183,16 @@ class Template:
             (root / bound).touch()
 
 
-def command(template, root, base, variables, inner, shell=True):
-    """The bwrap line that runs `inner` in the root; `base` holds the folders that belong to one test."""
+def command(template, root, base, variables, inner, shell=True, mounts=()):
+    """The bwrap line that runs `inner` in the root; `base` holds the folders that belong to one test. `mounts` are
+    words of bwrap for mounts over the usual ones."""
     line = ["bwrap", "--unshare-pid", "--as-pid-1", "--die-with-parent", "--clearenv", "--ro-bind", root, "/",
             "--ro-bind", "/usr/lib", "/usr/lib", "--ro-bind", "/usr/bin", "/host",
-            "--ro-bind", program_path(), "/usr/sbin/ipv6ctl", "--ro-bind", store_tool_path(), "/usr/bin/ccfg_cli",
-            "--ro-bind", template.launcher, "/tools/launcher", "--ro-bind", template.preload, "/tools/instant.so",
+            "--ro-bind", program_path(), "/usr/sbin/ipv6ctl", "--ro-bind", template.launcher,
+            "/tools/launcher", "--ro-bind", template.preload, "/tools/instant.so",
             "--ro-bind", base / "firewallv6.user", "/lib/firewall/firewallv6.user", "--proc", "/.proc"]
+    if (root / "usr/bin/ccfg_cli").exists():
+        line += ["--ro-bind", store_tool_path(), "/usr/bin/ccfg_cli"]
     if os.path.isdir("/usr/lib64"):
         line += ["--ro-bind", "/usr/lib64", "/usr/lib64"]
     for folder in ("tmp", "run", "proc", "dev", "gw", "etc/config"):
@@ -189,6 +200,7 @@ def command(template, root, base, variables, inner, shell=True):
     line += ["--dev-bind", "/dev/null", "/dev/null"]
     if not shell:
         line += ["--ro-bind", base / "no-shell", "/host/" + os.path.basename(os.path.realpath("/bin/sh"))]
+    line += mounts
     for name, value in variables.items():
         line += ["--setenv", name, value]
     return [str(word) for word in line] + ["--"] + inner

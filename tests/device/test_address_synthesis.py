@@ -66,13 +66,12 @@ def test_a_length_that_is_none_gives_no_prefix(lan, length):
     assert "ip6_prefix@lan0" not in run.store
 
 
-@pytest.mark.parametrize("length, octets", [(60, "560F"), (57, "567F"), (64, "5600"), (56, "56FFFFFFFF"),
-                                            (48, "00FFFFFFFF")])
-def test_a_subnet_id_is_cut_by_a_long_prefix_only_and_never_to_two_digits(lan, length, octets):
+@pytest.mark.parametrize("length, octets", [(60, "560F"), (57, "567F"), (64, "5600"), (56, "56FF"),
+                                            (48, "00FF")])
+def test_a_subnet_id_with_a_minus_sign_stays_within_its_octet(lan, length, octets):
     run = carve(lan, "2001:db8:1234:5600::", length, "-1", "02")
     assert run.messages("generate_addr")[0] == f"generate_addr: 2001:0DB8:1234:{octets}:0000:0000:0000:0000"
-    if length <= 56:            # no address, so that it stays as it is
-        assert run.store["ip6_prefix@lan0"] == f"2001:0DB8:1234:{octets}:0000:0000:0000:0000"
+    assert run.store["ip6_prefix@lan0"] == f"2001:db8:1234:{octets.lower().lstrip('0')}::"
 
 
 def test_without_a_shell_there_is_no_prefix_although_a_subnet_id_is_set(lan):

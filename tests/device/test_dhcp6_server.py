@@ -43,8 +43,8 @@ def local(gateway):
     return gateway
 
 
-def left_out_text(what):
-    return f"{what} is left out of /tmp/dhcp6d.conf: it holds a character that would end its statement."
+def left_out_text(what, why="it holds a character that would end its statement"):
+    return f"{what} is left out of /tmp/dhcp6d.conf: {why}."
 
 
 def written(gateway):
@@ -210,11 +210,61 @@ def test_a_prefix_that_would_end_its_statement_takes_its_whole_block_with_it(rea
     assert run.messages("start_dhcp6d") == [left_out_text("the global prefix")]
 
 
-def test_a_unique_local_prefix_that_would_end_its_statement_takes_its_block_with_it(local):
-    local.store["ip6_ula_sid@lan1"] = "{;"
+@pytest.mark.parametrize("key, statement", [
+    ("ip6_dhcp_valid@lan0", "default-lease-time"), ("ip6_dhcp_prefer@lan0", "preferred-lifetime"),
+    ("ip6_dhcp_renew@lan0", "option dhcp-renewal-time"), ("ip6_dhcp_rebind@lan0", "option dhcp-rebinding-time"),
+    ("ip6_dhcp_pref@lan0", "option dhcp6.preference")])
+@pytest.mark.parametrize("text, why", [
+    ("  ", "it is blank"), ("abc", "dhcpd takes no such number"), ("08", "dhcpd takes no such number"),
+    ("1 2", "dhcpd takes no such number"), ("+5", "dhcpd takes no such number")])
+def test_a_number_that_is_none_is_left_out_and_the_log_says_so(bare, key, statement, text, why):
+    bare.store[key] = text
+    run = bare.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/dhcp6d.conf"] == HEAD + RAPID
+    assert run.messages("start_dhcp6d") == [left_out_text(statement, why)]
+
+
+@pytest.mark.parametrize("key, text, line", [
+    ("ip6_dhcp_pref@lan0", "255", "option dhcp6.preference 255;\n"), ("ip6_dhcp_pref@lan0", "256", ""),
+    ("ip6_dhcp_pref@lan0", "-1", ""), ("ip6_dhcp_valid@lan0", "infinite", "default-lease-time infinite;\n"),
+    ("ip6_dhcp_renew@lan0", "infinite", ""), ("ip6_dhcp_valid@lan0", "-5", "default-lease-time -5;\n"),
+    ("ip6_dhcp_valid@lan0", "99999999999", "default-lease-time 99999999999;\n"),
+    ("ip6_domain@wan100", "a..b", ""), ("ip6_domain@wan100", "a" * 64, ""), ("ip6_domain@wan100", " ", ""),
+    ("ip6_domain@wan100", "a" * 63 + ".", f'option dhcp6.domain-search "{"a" * 63}.";\n')])
+def test_a_setting_is_written_when_the_server_takes_it(bare, key, text, line):
+    bare.store[key] = text
+    run = bare.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/dhcp6d.conf"] == HEAD + line + RAPID
+    assert len(run.messages("start_dhcp6d")) == (0 if line else 1)
+
+
+@pytest.mark.parametrize("server", ["dns.example", "192.0.2.53", "2001:db8::1 2001:db8::2", "2001:db8::1,", "fe80::1%lo"])
+def test_a_server_that_is_no_address_is_left_out_of_both_subnets(ready, server):
+    ready.store["ip6_dns1@system"] = server
+    run = ready.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/dhcp6d.conf"] == (
+        HEAD + RAPID + subnet("2001:db8:1234:5601::/64") + subnet("2001:db8:1234:5602::/62"))
+    assert run.messages("start_dhcp6d") == [
+        left_out_text("option dhcp6.name-servers", "they are no IPv6 addresses")] * 2
+
+
+@pytest.mark.parametrize("text, length", [("host.example", "64"), ("2001:db8::/64", "64"), ("192.0.2.1", "64"),
+                                          ("2001:db8:9::", "129"), ("2001:db8:9::", "-1")])
+def test_a_global_prefix_that_is_none_takes_its_block_with_it(ready, text, length):
+    ready.store.update({"ip6_prefix@lan0": text, "ip6_pfxlen@lan0": length})
+    run = ready.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/dhcp6d.conf"] == HEAD + RAPID + subnet("2001:db8:1234:5602::/62", "2001:db8:1234:5602::1")
+    assert run.messages("start_dhcp6d") == [left_out_text("the global prefix", "it is no IPv6 prefix")]
+
+
+@pytest.mark.parametrize("key, text, why", [
+    ("ip6_ula_sid@lan1", "{;", "it holds a character that would end its statement"),
+    ("ip6_ula_sid@lan1", "xy", "it is no IPv6 prefix"), ("ip6_ula_gid@lan1", "1:2:3:4:5:6:7", "it is no IPv6 prefix")])
+def test_a_unique_local_prefix_that_is_none_takes_its_block_with_it(local, key, text, why):
+    local.store[key] = text
     run = local.run("zel_ipv6_lan", "lan")
     assert run.files["/tmp/dhcp6d.conf"] == HEAD + RAPID + subnet("fd3e:41a2:09bc:0001::/64", LAN0_ULA)
-    assert run.messages("start_dhcp6d") == [left_out_text("the unique-local subnet id")]
+    assert run.messages("start_dhcp6d") == [left_out_text("the unique-local prefix", why)]
 
 
 def test_an_empty_global_prefix_is_written_as_it_is(ready):

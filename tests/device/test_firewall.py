@@ -103,24 +103,47 @@ def test_the_ruleset_of_the_last_run_is_removed_first(plain):
     assert written(plain) == ruleset()
 
 
-@pytest.mark.parametrize("value", ["a b", "a'b", 'a"b', "a#b", "a\\b"])
-def test_a_prefix_that_would_not_stay_one_word_has_its_lines_left_out_and_the_log_says_so(plain, value):
+@pytest.mark.parametrize("value", [
+    "a b", "a'b", 'a"b', "a#b", "a\\b", "host.example", "192.0.2.1", "2001:db8::,2001:db8:1::", "2001:db8::/64",
+    "2001:0DB8:1234:5612C::", "!2001:db8::", "2001:db8::1%ppp0", "-j ACCEPT", "  ",
+    pytest.param("\udcff\udcfe", id="no UTF-8")])
+def test_a_prefix_that_is_no_address_has_its_lines_left_out_and_the_log_says_so(plain, value):
     plain.store.update({"ip6_proto@wan100": "static", "ip6_prefix@wan100": value, "ip6_prefix@lan0": value,
                         "ip6_pfxlen@lan0": "64", "ip6_dhcp6c_prefix_addr@system": value})
     run = plain.run("ipv6_lan_restart")
     assert run.files[RULES] == ruleset(echo=(), echo_forward=False, inside=False)
     assert run.messages("write_base_ruleset") == [
-        "the WAN prefix is left out of the ruleset: it is no single word.",
-        "the LAN prefix is left out of the ruleset: it is no single word.",
-        "the delegated prefix is left out of the ruleset: it is no single word."]
+        "the WAN prefix is left out of the ruleset: it is no IPv6 address.",
+        "the LAN prefix is left out of the ruleset: it is no IPv6 address.",
+        "the delegated prefix is left out of the ruleset: it is no IPv6 address."]
 
 
-def test_a_wan_interface_that_would_not_stay_one_word_has_its_lines_left_out_and_the_log_says_so(plain):
-    plain.script("wandataif.sh", stdout="ppp 0\n")
-    run = plain.run("ipv6_lan_restart")
-    assert run.files[RULES] == "".join(line for line in ruleset(wan="ppp 0").splitlines(True) if "ppp 0" not in line)
+@pytest.mark.parametrize("length", ["129", "1000", "99999999999"])
+def test_a_length_that_no_prefix_has_takes_its_lines_with_it_and_the_log_says_so(delegated, length):
+    delegated.store.update({
+        "ip6_proto@wan100": "static", "ip6_prefix@lan0": "2001:db8:9::", "ip6_pfxlen@lan0": length,
+        "ip6_pfxlen@wan100": length, "ip6_dhcp6c_prefix_length@system": length})
+    run = delegated.run("ipv6_lan_restart")
+    assert run.files[RULES] == ruleset(echo=(), echo_forward=False, inside=False)
     assert run.messages("write_base_ruleset") == [
-        "the WAN interface is left out of the ruleset: it is no single word."]
+        "the WAN prefix is left out of the ruleset: its length is not within 0 to 128.",
+        "the LAN prefix is left out of the ruleset: its length is not within 0 to 128.",
+        "the delegated prefix is left out of the ruleset: its length is not within 0 to 128."]
+
+
+def test_a_negative_length_has_no_lines_either(delegated):
+    delegated.store.update({"ip6_proto@wan100": "static", "ip6_pfxlen@wan100": "-1",
+                            "ip6_dhcp6c_prefix_length@system": "-1"})
+    assert written(delegated) == ruleset(echo=(), echo_forward=False, inside=False)
+
+
+@pytest.mark.parametrize("link", ["ppp 0", "ppp0123456789abc", "ppp+", "!ppp0", 'ppp"0', "a/b"])
+def test_a_wan_interface_that_is_none_has_its_lines_left_out_and_the_log_says_so(plain, link):
+    plain.script("wandataif.sh", stdout=link + "\n")
+    run = plain.run("ipv6_lan_restart")
+    assert run.files[RULES] == "".join(line for line in ruleset(wan=link).splitlines(True) if link not in line)
+    assert run.messages("write_base_ruleset") == [
+        "the WAN interface is left out of the ruleset: it is no interface name."]
 
 
 def test_a_ruleset_that_cannot_be_opened_ends_the_process_without_a_commit(plain):

@@ -56,8 +56,8 @@ def ready(gateway):
     return gateway
 
 
-def left_out_text(what):
-    return f"{what} is left out of /tmp/radvd.conf: it holds a character that would end its statement."
+def left_out_text(what, why="it holds a character that would end its statement"):
+    return f"{what} is left out of /tmp/radvd.conf: {why}."
 
 
 READY0, READY1 = global_prefix("2001:db8:1234:5601::/64"), global_prefix("2001:db8:1234:5602::/64")
@@ -226,10 +226,10 @@ def test_each_lifetime_of_the_global_prefix_stands_alone(ready, key, preferred, 
 
 
 def test_lifetimes_are_copied_as_text_without_a_range_check(ready):
-    ready.store.update({"ip6_lease@wan100": "infinity", "ip6_life@wan100": "-5"})
+    ready.store.update({"ip6_lease@wan100": "infinity", "ip6_life@wan100": "99999999999"})
     assert written(ready) == (
-        section("br-lan", global_prefix("2001:db8:1234:5601::/64", "infinity", "-5"), SERVER)
-        + section("br-lan1", global_prefix("2001:db8:1234:5602::/64", "infinity", "-5"), SERVER))
+        section("br-lan", global_prefix("2001:db8:1234:5601::/64", "infinity", "99999999999"), SERVER)
+        + section("br-lan1", global_prefix("2001:db8:1234:5602::/64", "infinity", "99999999999"), SERVER))
 
 
 def test_a_lifetime_longer_than_19_characters_is_cut(ready):
@@ -256,10 +256,10 @@ def test_the_mtu_is_read_anew_for_each_interface(ready):
 def test_unique_local_lifetimes_of_zero_mean_the_defaults_each_by_itself(gateway):
     gateway.store.update(HOME)
     gateway.store.update({"ip6_pfxlen@lan0": "64", "ip6_ula_prefer@lan0": "0", "ip6_ula_valid@lan0": "5",
-                          "ip6_pfxlen@lan1": "64", "ip6_ula_prefer@lan1": "-6", "ip6_ula_addr@lan1": LAN1_ULA})
+                          "ip6_pfxlen@lan1": "64", "ip6_ula_prefer@lan1": "6", "ip6_ula_addr@lan1": LAN1_ULA})
     assert written(gateway) == (
         section("br-lan", prefix("FD3e:41a2:09bc:0001::/64", 604800, 5), rdnss(LAN0_ULA))
-        + section("br-lan1", prefix("FD5d:77c0:e1f2:0002::/64", -6, 1814400), rdnss(LAN1_ULA)))
+        + section("br-lan1", prefix("FD5d:77c0:e1f2:0002::/64", 6, 1814400), rdnss(LAN1_ULA)))
 
 
 @pytest.mark.parametrize("servers, written_servers", [
@@ -300,16 +300,78 @@ def test_a_domain_that_would_end_its_statement_is_left_out_and_the_log_says_so(b
     assert run.messages("start_radvd") == [left_out_text("the domain list")] * 2
 
 
+LIFETIMES = "AdvPreferredLifetime 86400;\nAdvValidLifetime 604800;\n"
+
+
 @pytest.mark.parametrize("key, statement, told", [
     ("ip6_dns1@system", SERVER, "the name servers"),
-    ("ip6_lease@wan100", "AdvPreferredLifetime 86400;\n", "ip6_lease"),
-    ("ip6_life@wan100", "AdvValidLifetime 604800;\n", "ip6_life")])
+    ("ip6_lease@wan100", LIFETIMES, "ip6_lease"),
+    ("ip6_life@wan100", LIFETIMES, "ip6_life")])
 def test_a_server_or_lifetime_that_would_end_its_statement_is_left_out(ready, key, statement, told):
     ready.store[key] = "1;}x{"
     run = ready.run("zel_ipv6_lan", "lan")
     whole = section("br-lan", READY0, SERVER) + section("br-lan1", READY1, SERVER)
     assert run.files["/tmp/radvd.conf"] == whole.replace(statement, "")
     assert run.messages("start_radvd") == [left_out_text(told)] * 2
+
+
+@pytest.mark.parametrize("key", ["ip6_lease", "ip6_life"])
+@pytest.mark.parametrize("text, why", [
+    (" ", "it is blank"), ("abc", "it is no number of seconds"), ("-5", "it is no number of seconds"),
+    ("1 2", "it is no number of seconds"), ("0x10", "it is no number of seconds")])
+def test_a_lifetime_that_is_no_number_takes_the_other_one_with_it(ready, key, text, why):
+    ready.store[key + "@wan100"] = text
+    run = ready.run("zel_ipv6_lan", "lan")
+    whole = section("br-lan", READY0, SERVER) + section("br-lan1", READY1, SERVER)
+    assert run.files["/tmp/radvd.conf"] == whole.replace(LIFETIMES, "")
+    assert run.messages("start_radvd") == [left_out_text(key, why)] * 2
+
+
+@pytest.mark.parametrize("key", ["ip6_ula_prefer@lan1", "ip6_ula_valid@lan1"])
+def test_a_negative_lifetime_of_the_unique_local_prefix_takes_the_other_one_with_it(bare, key):
+    bare.store.update({"ip6_ula_eb@lan1": "1", "ip6_ula_addr@lan1": LAN1_ULA, "ip6_pfxlen@lan1": "64", key: "-6"})
+    run = bare.run("zel_ipv6_lan", "lan")
+    block = prefix("FD5d:77c0:e1f2:0002::/64", 1, 2).replace("AdvPreferredLifetime 1;\nAdvValidLifetime 2;\n", "")
+    assert run.files["/tmp/radvd.conf"] == (section("br-lan", rdnss("2001:db8:1234:5601::1"))
+                                            + section("br-lan1", block, rdnss(LAN1_ULA)))
+    assert run.messages("start_radvd") == [
+        left_out_text("a lifetime of the unique-local prefix", "it is negative")]
+
+
+def test_a_negative_mtu_is_left_out(ready):
+    ready.store["mtu@wan100"] = "-1"
+    run = ready.run("zel_ipv6_lan", "lan")
+    whole = section("br-lan", READY0, SERVER) + section("br-lan1", READY1, SERVER)
+    assert run.files["/tmp/radvd.conf"] == whole.replace("AdvLinkMTU 1492;\n", "")
+    assert run.messages("start_radvd") == [left_out_text("mtu", "it is negative")] * 2
+
+
+@pytest.mark.parametrize("server", ["dns.example", "192.0.2.53", "2001:db8::1%ppp0", "2001:db8::53/64", "600"])
+def test_a_server_that_is_no_address_is_left_out(ready, server):
+    ready.store["ip6_dns2@system"] = server
+    run = ready.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/radvd.conf"] == section("br-lan", READY0) + section("br-lan1", READY1)
+    assert run.messages("start_radvd") == [
+        left_out_text("the name servers", "they are no one to three IPv6 addresses")] * 2
+
+
+@pytest.mark.parametrize("domain", ["a_b.example", "isp.example on", "prefix", "10.0.0.1", "$(reboot)",
+                                    "é.example"])
+def test_a_domain_that_the_daemon_does_not_take_is_left_out(ready, domain):
+    ready.store["ip6_domain@wan100"] = domain
+    run = ready.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/radvd.conf"] == section("br-lan", READY0, SERVER) + section("br-lan1", READY1, SERVER)
+    assert run.messages("start_radvd") == [left_out_text("the domain list", "radvd takes no such domain")] * 2
+
+
+@pytest.mark.parametrize("text, length", [("host.example", "64"), ("2001:db8::/64", "64"), ("192.0.2.1", "64"),
+                                          ("2001:db8:9::", "129"), ("2001:db8:9::", "-1")])
+def test_a_global_prefix_that_is_none_takes_its_block_and_its_event_with_it(ready, text, length):
+    ready.store.update({"ip6_prefix@lan0": text, "ip6_pfxlen@lan0": length})
+    run = ready.run("zel_ipv6_lan", "lan")
+    assert run.files["/tmp/radvd.conf"] == section("br-lan", SERVER) + section("br-lan1", READY1, SERVER)
+    assert run.messages("start_radvd") == [left_out_text("the global prefix", "it is no IPv6 prefix")]
+    assert len(run.calls_of("vorn_syslog_cli")) == 1
 
 
 def test_a_global_prefix_that_would_end_its_statement_takes_its_block_and_its_event_with_it(ready):
@@ -321,14 +383,15 @@ def test_a_global_prefix_that_would_end_its_statement_takes_its_block_and_its_ev
         ["vorn_syslog_cli", "addEventCode", "-1", "ME104", "2001:db8:1234:5602::/64"]]
 
 
-@pytest.mark.parametrize("key, told", [("ip6_ula_gid@lan1", "the unique-local global id"),
-                                       ("ip6_ula_sid@lan1", "the unique-local subnet id")])
-def test_a_unique_local_prefix_that_would_end_its_statement_takes_its_block_with_it(bare, key, told):
-    bare.store.update({"ip6_ula_eb@lan1": "1", "ip6_ula_addr@lan1": LAN1_ULA, key: "{}"})
+@pytest.mark.parametrize("key", ["ip6_ula_gid@lan1", "ip6_ula_sid@lan1"])
+@pytest.mark.parametrize("text, why", [("{}", "it holds a character that would end its statement"),
+                                       ("xy", "it is no IPv6 prefix")])
+def test_a_unique_local_prefix_that_is_none_takes_its_block_with_it(bare, key, text, why):
+    bare.store.update({"ip6_ula_eb@lan1": "1", "ip6_ula_addr@lan1": LAN1_ULA, key: text})
     run = bare.run("zel_ipv6_lan", "lan")
     assert run.files["/tmp/radvd.conf"] == section("br-lan", rdnss("2001:db8:1234:5601::1")) + section(
         "br-lan1", rdnss(LAN1_ULA))
-    assert run.messages("start_radvd") == [left_out_text(told)]
+    assert run.messages("start_radvd") == [left_out_text("the unique-local prefix", why)]
 
 
 def test_an_empty_global_prefix_is_written_as_it_is(ready):

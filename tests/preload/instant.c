@@ -22,16 +22,28 @@
 #include <time.h>
 #include <unistd.h>
 
+// A 32-bit C library has calls with 64-bit times under names of their own; the compiler leads the calls below to them,
+// but not dlsym. The kernel's clock call is another one as well.
+#if defined(_TIME_BITS) && _TIME_BITS == 64 && __SIZEOF_LONG__ == 4
+#define NEXT_NANOSLEEP "__nanosleep64"
+#define NEXT_CLOCK_NANOSLEEP "__clock_nanosleep_time64"
+#define CLOCK_GETTIME SYS_clock_gettime64
+#else
+#define NEXT_NANOSLEEP "nanosleep"
+#define NEXT_CLOCK_NANOSLEEP "clock_nanosleep"
+#define CLOCK_GETTIME SYS_clock_gettime
+#endif
+
 static enum { bystander, program, shell } part;
 static long uptime = -1;
-static long wall_clock = -1;
+static long long wall_clock = -1;
 static int pause_limit = 1000;
 static int pauses;
 
-static long number_of(const char* name, long otherwise)
+static long long number_of(const char* name, long long otherwise)
 {
     const char* text = getenv(name);
-    return text != NULL ? atol(text) : otherwise;
+    return text != NULL ? atoll(text) : otherwise;
 }
 
 __attribute__((constructor)) static void begin(void)
@@ -45,7 +57,7 @@ __attribute__((constructor)) static void begin(void)
         part = program;
     else if (strcmp(name, "dash") == 0 || strcmp(name, "sh") == 0)
         part = shell;
-    uptime = number_of("GW_UPTIME", -1);
+    uptime = (long)number_of("GW_UPTIME", -1);
     wall_clock = number_of("GW_TIME", -1);
     pause_limit = (int)number_of("GW_PAUSE_LIMIT", 1000);
 }
@@ -79,9 +91,11 @@ static void note_pause(long long microseconds)
     int saved = errno;
     int len = snprintf(note, sizeof note, "P%c%lld", 0, microseconds) + 1;
     int fd = open("/gw/journal", O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0 || write(fd, note, (size_t)len) != len)
+    // A program that a test leaves no descriptors pauses unseen.
+    if (fd >= 0 ? write(fd, note, (size_t)len) != len : errno != EMFILE)
         _exit(98);
-    close(fd);
+    if (fd >= 0)
+        close(fd);
     pauses++;
     play_prepared_change(pauses);
     if (pauses >= pause_limit)
@@ -118,7 +132,7 @@ int nanosleep(const struct timespec* amount, struct timespec* left)
 {
     if (part != program) {
         int (*next)(const struct timespec*, struct timespec*) =
-            (int (*)(const struct timespec*, struct timespec*))dlsym(RTLD_NEXT, "nanosleep");
+            (int (*)(const struct timespec*, struct timespec*))dlsym(RTLD_NEXT, NEXT_NANOSLEEP);
         return next(amount, left);
     }
     note_pause(in_microseconds(amount));
@@ -129,7 +143,7 @@ int clock_nanosleep(clockid_t clock, int flags, const struct timespec* amount, s
 {
     if (part != program) {
         int (*next)(clockid_t, int, const struct timespec*, struct timespec*) =
-            (int (*)(clockid_t, int, const struct timespec*, struct timespec*))dlsym(RTLD_NEXT, "clock_nanosleep");
+            (int (*)(clockid_t, int, const struct timespec*, struct timespec*))dlsym(RTLD_NEXT, NEXT_CLOCK_NANOSLEEP);
         return next(clock, flags, amount, left);
     }
     long long microseconds = in_microseconds(amount);
@@ -156,7 +170,7 @@ time_t time(time_t* out)
     if (part == program && wall_clock >= 0)
         now.tv_sec = wall_clock;
     else
-        syscall(SYS_clock_gettime, CLOCK_REALTIME, &now);
+        syscall(CLOCK_GETTIME, CLOCK_REALTIME, &now);
     if (out != NULL)
         *out = now.tv_sec;
     return now.tv_sec;
@@ -164,7 +178,7 @@ time_t time(time_t* out)
 
 int clock_gettime(clockid_t clock, struct timespec* now)
 {
-    int result = (int)syscall(SYS_clock_gettime, clock, now);
+    int result = (int)syscall(CLOCK_GETTIME, clock, now);
     if (part == program && wall_clock >= 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
         now->tv_sec = wall_clock;
         now->tv_nsec = 0;

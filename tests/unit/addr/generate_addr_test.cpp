@@ -43,11 +43,12 @@ std::string groups(const Ip6Octets& octets, unsigned octet7)
     return text;
 }
 
-// The bits of a subnet id that a delegation of `length` leaves to the gateway, one by one. Up to /56 all of them.
+// The bits of a subnet id that a delegation of `length` leaves to the gateway, one by one. Up to /56 all of them, of a
+// negative id those of its last octet.
 unsigned allowed_bits(int sid, int length)
 {
     if (length <= 56)
-        return static_cast<unsigned>(sid);
+        return sid < 0 ? static_cast<unsigned>(sid) % 256U : static_cast<unsigned>(sid);
     unsigned kept = 0;
     for (int bit = length; bit < 64; ++bit)
         kept |= static_cast<unsigned>(sid) & (1U << (63 - bit));
@@ -105,6 +106,21 @@ TEST_F(GenerateAddrTest, gives_both_lans_the_same_prefix_of_a_64)
 {
     EXPECT_EQ(prefix(sample, 64, 0), "2001:0DB8:1234:5600:0000:0000:0000:0000");
     EXPECT_EQ(prefix(sample, 64, 1), "2001:0DB8:1234:5600:0000:0000:0000:0000");
+}
+
+TEST_F(GenerateAddrTest, stays_within_the_octet_for_every_id_of_two_characters)
+{
+    for (int first = ' '; first < 0x7f; ++first) {
+        for (int second = ' '; second < 0x7f; ++second) {
+            const char sid[] = {static_cast<char>(first), static_cast<char>(second), '\0'};
+            parm.lan_ip6_gua_sid = sid;
+            for (const int length : {0, 48, 56, 60, 64})
+                ASSERT_EQ(prefix(dense, length).size(), 39U) << sid << " " << length;
+        }
+    }
+    parm.lan_ip6_gua_sid = "-1";
+    EXPECT_EQ(prefix(sample, 56), "2001:0DB8:1234:56FF:0000:0000:0000:0000");
+    EXPECT_EQ(prefix(sample, 60), "2001:0DB8:1234:560F:0000:0000:0000:0000");
 }
 
 TEST_F(GenerateAddrTest, lets_a_large_subnet_id_widen_its_group)

@@ -161,12 +161,99 @@ TEST_F(BaseRulesetTest, puts_the_user_s_services_between_new_connections_and_mul
     EXPECT_EQ(rule[2], "-A FORWARD -i ppp0 -o br-lan -d ff00::/8 -j ACCEPT");
 }
 
-TEST_F(BaseRulesetTest, leaves_out_rules_with_a_value_that_is_no_word)
+TEST_F(BaseRulesetTest, leaves_out_the_rules_of_an_interface_that_the_loader_would_refuse)
 {
-    parm.wan_ifname = "ppp0 -j ACCEPT";
+    for (const char* const refused : {"ppp0 -j ACCEPT", "ppp0\t", "ppp0\"", "ppp0'", "ppp#0", "ppp\\0", "ppp/0", "ppp+",
+                                      "!ppp0", "ppp0123456789abc"}) {
+        parm.wan_ifname = refused;
+        const std::size_t before = log_lines().size();
+        const Lines lines = ruleset();
+        EXPECT_EQ(lines.size(), 58U - 7U) << refused;
+        for (const std::string& line : lines)
+            EXPECT_EQ(line.find("ppp"), std::string::npos) << line;
+        EXPECT_EQ(lines.back(), "COMMIT");
+        ASSERT_EQ(log_lines().size(), before + 1) << refused;
+        EXPECT_EQ(log_lines().back(),
+                  "[write_base_ruleset][1234] the WAN interface is left out of the ruleset: it is no "
+                  "interface name.");
+    }
+}
+
+TEST_F(BaseRulesetTest, writes_the_rules_of_every_interface_that_the_loader_takes)
+{
+    for (const char* const taken : {"", "p", "ppp0", "eth0.7", "eth0:1", "ppp0123456789ab", "a+b", "-x"}) {
+        parm.wan_ifname = taken;
+        EXPECT_EQ(ruleset().size(), 58U) << taken;
+    }
+    EXPECT_EQ(log_lines(), Lines{});
+}
+
+TEST_F(BaseRulesetTest, leaves_out_the_rules_of_a_text_that_is_no_address)
+{
+    const char* const texts[] = {"host.example",
+                                 "192.0.2.1",
+                                 "2001:db8::1 -j ACCEPT",
+                                 "2001:db8::,::",
+                                 "2001:db8::/64",
+                                 "2001:0DB8:1234:5612C::",
+                                 "!2001:db8::",
+                                 "::1%lo",
+                                 "  ",
+                                 "xx"};
+    for (const char* const refused : texts) {
+        parm.wan_ip6_prefix = refused;
+        parm.lan_ip6_prefix = refused;
+        parm.delegate_prefix = refused;
+        const std::size_t before = log_lines().size();
+        const Lines lines = ruleset();
+        EXPECT_EQ(lines.size(), 58U - 4U) << refused;
+        EXPECT_FALSE(holds(lines, reject_ping));
+        ASSERT_EQ(log_lines().size(), before + 3) << refused;
+    }
+    for (const std::string what : {"the WAN prefix", "the LAN prefix", "the delegated prefix"}) {
+        const std::string told =
+            "[write_base_ruleset][1234] " + what + " is left out of the ruleset: it is no IPv6 address.";
+        EXPECT_EQ(beginning_with(told, log_lines()).size(), std::size(texts));
+    }
+}
+
+TEST_F(BaseRulesetTest, leaves_out_the_rules_of_a_length_that_is_none)
+{
+    for (const int length : {-1, 129, 1000, -2147483647}) {
+        parm.wan_ip6_pfxlen = length;
+        parm.lan_ip6_pfxlen = length;
+        parm.delegate_pfxlen = length;
+        EXPECT_EQ(ruleset().size(), 58U - 4U) << length;
+        EXPECT_EQ(log_lines().back(), "[write_base_ruleset][1234] the delegated prefix is left out of the ruleset: its "
+                                      "length is not within 0 to 128.");
+    }
+    for (const int length : {1, 64, 128}) {
+        parm.wan_ip6_pfxlen = length;
+        parm.lan_ip6_pfxlen = length;
+        parm.delegate_pfxlen = length;
+        EXPECT_EQ(ruleset().size(), 58U) << length;
+    }
+}
+
+TEST_F(BaseRulesetTest, writes_an_empty_prefix_as_it_is)
+{
+    parm.wan_ip6_prefix = "";
+    parm.delegate_prefix = "";
+    parm.delegate_pfxlen = -1;
     const Lines lines = ruleset();
-    for (const std::string& line : lines)
-        EXPECT_EQ(line.find("ppp0"), std::string::npos) << line;
-    EXPECT_EQ(beginning_with("[write_base_ruleset][1234] the WAN interface is left out", log_lines()).size(), 1U);
-    EXPECT_EQ(lines.back(), "COMMIT");
+    EXPECT_TRUE(holds(lines, "-A INPUT -p ipv6-icmp --icmpv6-type echo-request -d /64 -j REJECT"));
+    EXPECT_TRUE(holds(lines, "-A FORWARD -s /-1 -d /-1 -j ACCEPT"));
+    EXPECT_EQ(log_lines(), Lines{});
+}
+
+TEST_F(BaseRulesetTest, says_nothing_of_a_prefix_that_no_rule_needs)
+{
+    parm.wan_ip6_proto = "tunnel";
+    parm.wan_ip6_prefix = "x";
+    parm.lan_ip6_prefix = "x";
+    ruleset();
+    parm.lan_ip6_prefix = "xyz";
+    parm.lan_ip6_pfxlen = 0;
+    ruleset();
+    EXPECT_EQ(log_lines(), Lines{});
 }

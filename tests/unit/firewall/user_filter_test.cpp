@@ -1,3 +1,4 @@
+#include "firewall/filter_record.h"
 #include "firewall/user_filter.h"
 
 #include "platform/device_test.h"

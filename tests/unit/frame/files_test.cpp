@@ -2,6 +2,10 @@
 
 #include "platform/device_test.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 using FilesTest = DeviceTest;
@@ -140,6 +144,77 @@ TEST_F(FilesTest, writes_nothing_into_a_file_that_cannot_be_opened)
     EXPECT_FALSE(file.is_open());
     file.put("text");
     EXPECT_FALSE(file_exists("/tmp/x"));
+}
+
+TEST_F(FilesTest, shows_a_whole_file_at_once)
+{
+    write_file("/tmp/x.conf", "old\n");
+    write_file("/tmp/x.conf.new", "left by a run that was killed\n");
+    {
+        FileWriter file("/tmp/x.conf", FileWriter::Mode::whole);
+        ASSERT_TRUE(file.is_open());
+        file.put(std::string(5000, 'x').c_str());
+        EXPECT_EQ(read_file("/tmp/x.conf"), "old\n");
+        EXPECT_TRUE(file.put_in_place());
+        EXPECT_EQ(read_file("/tmp/x.conf"), std::string(5000, 'x'));
+    }
+    EXPECT_EQ(read_file("/tmp/x.conf"), std::string(5000, 'x'));
+    EXPECT_FALSE(file_exists("/tmp/x.conf.new"));
+}
+
+TEST_F(FilesTest, keeps_the_old_file_until_the_new_one_is_put_in_place)
+{
+    write_file("/tmp/x.conf", "old\n");
+    FileWriter("/tmp/x.conf", FileWriter::Mode::whole).put("half");
+    EXPECT_EQ(read_file("/tmp/x.conf"), "old\n");
+    EXPECT_FALSE(file_exists("/tmp/x.conf.new"));
+}
+
+TEST_F(FilesTest, opens_no_whole_file_that_could_not_be_replaced)
+{
+    make_directory("/tmp/folder");
+    EXPECT_FALSE(FileWriter("/tmp/folder", FileWriter::Mode::whole).is_open());
+    write_file("/tmp/elsewhere", "untouched");
+    make_symbolic_link("/tmp/elsewhere", "/tmp/link");
+    EXPECT_FALSE(FileWriter("/tmp/link", FileWriter::Mode::whole).is_open());
+    make_unopenable("/tmp/x");
+    EXPECT_FALSE(FileWriter("/tmp/x", FileWriter::Mode::whole).is_open());
+    make_directory("/tmp/y.new");
+    FileWriter y("/tmp/y", FileWriter::Mode::whole);
+    EXPECT_FALSE(y.is_open());
+    y.put("text");
+    EXPECT_EQ(read_file("/tmp/y"), "");
+    EXPECT_EQ(read_file("/tmp/elsewhere"), "untouched");
+}
+
+TEST_F(FilesTest, writes_no_whole_file_into_the_place_of_another_one_s_link)
+{
+    write_file("/tmp/elsewhere", "untouched");
+    make_symbolic_link("/tmp/elsewhere", "/tmp/x.new");
+    FileWriter file("/tmp/x", FileWriter::Mode::whole);
+    file.put("text");
+    EXPECT_TRUE(file.put_in_place());
+    EXPECT_EQ(read_file("/tmp/x"), "text");
+    EXPECT_EQ(read_file("/tmp/elsewhere"), "untouched");
+}
+
+TEST_F(FilesTest, does_not_wait_at_a_fifo)
+{
+    ASSERT_EQ(mkfifo(private_path("/tmp/fifo").c_str(), 0600), 0);
+    EXPECT_FALSE(Stream("/tmp/fifo").is_open());
+    for (const auto mode : {FileWriter::Mode::replace, FileWriter::Mode::append, FileWriter::Mode::whole})
+        EXPECT_FALSE(FileWriter("/tmp/fifo", mode).is_open());
+    EXPECT_EQ(set_tmp_value("/tmp/fifo", "1"), -1);
+    const int reader = open("/tmp/fifo", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_FALSE(FileWriter("/tmp/fifo", FileWriter::Mode::replace).is_open());
+    close(reader);
+}
+
+TEST_F(FilesTest, takes_no_control_character_for_a_state)
+{
+    write_file("/tmp/guard", "1\x01");
+    EXPECT_EQ(std::string(tmp_value("/tmp/guard", "before")), "before");
+    EXPECT_EQ(log_lines().back(), "[get_tmp_value][1234] /tmp/guard holds a control character and counts as absent.");
 }
 
 TEST_F(FilesTest, writes_no_file_through_a_symbolic_link)

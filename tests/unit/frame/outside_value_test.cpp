@@ -46,11 +46,11 @@ TEST_F(OutsideValueTest, says_which_value_counts_as_absent)
 
 TEST_F(OutsideValueTest, lets_nothing_end_a_statement)
 {
-    const std::string forbidden = ";{}\"#\\";
+    const std::string forbidden = ";{}\"#\\\xff";
     for (int byte = 1; byte < 256; ++byte) {
         const bool fits = !is_control(byte) && forbidden.find(static_cast<char>(byte)) == std::string::npos;
         for (const std::string& text : around(byte))
-            EXPECT_EQ(fits_statement("n", "f", "w", text.c_str()), fits) << byte;
+            EXPECT_EQ(fits_statement("n", "f", "w", text.c_str()), fits && text != " ") << byte;
     }
     EXPECT_TRUE(fits_statement("n", "f", "w", ""));
 }
@@ -64,22 +64,32 @@ TEST_F(OutsideValueTest, says_what_is_left_out_of_which_file)
                                  "character that would end its statement."});
 }
 
-TEST_F(OutsideValueTest, lets_only_single_words_into_a_rule)
+TEST_F(OutsideValueTest, lets_no_blank_value_into_a_statement)
 {
-    const std::string forbidden = " \"'#\\";
-    for (int byte = 1; byte < 256; ++byte) {
-        const bool fits = !is_control(byte) && forbidden.find(static_cast<char>(byte)) == std::string::npos;
-        for (const std::string& text : around(byte))
-            EXPECT_EQ(fits_rule("n", "w", text.c_str()), fits) << byte;
-    }
-    EXPECT_TRUE(fits_rule("n", "w", ""));
+    EXPECT_FALSE(fits_statement("start_radvd", "/tmp/radvd.conf", "ip6_lease", " "));
+    EXPECT_FALSE(fits_statement("start_radvd", "/tmp/radvd.conf", "ip6_life", "   "));
+    EXPECT_TRUE(fits_statement("start_radvd", "/tmp/radvd.conf", "ip6_life", " 7 "));
+    EXPECT_EQ(log_lines(), (Lines{"[start_radvd][1234] ip6_lease is left out of /tmp/radvd.conf: it is blank.",
+                                  "[start_radvd][1234] ip6_life is left out of /tmp/radvd.conf: it is blank."}));
 }
 
-TEST_F(OutsideValueTest, says_what_is_left_out_of_the_ruleset)
+TEST_F(OutsideValueTest, asks_for_the_grammar_only_when_nothing_breaks_out)
 {
-    EXPECT_TRUE(fits_rule("write_base_ruleset", "the WAN interface", "ppp0"));
+    EXPECT_TRUE(fits_grammar("n", "f", "w", "1", true, "it is no number"));
     EXPECT_EQ(log_lines(), Lines{});
-    EXPECT_FALSE(fits_rule("write_base_ruleset", "the WAN interface", "ppp0 -j ACCEPT"));
-    EXPECT_EQ(log_lines(),
-              Lines{"[write_base_ruleset][1234] the WAN interface is left out of the ruleset: it is no single word."});
+    EXPECT_FALSE(fits_grammar("n", "f", "w", "x", false, "it is no number"));
+    EXPECT_FALSE(fits_grammar("n", "f", "w", "1;", true, "it is no number"));
+    EXPECT_FALSE(fits_grammar("n", "f", "w", "x;", false, "it is no number"));
+    const std::string ends = "[n][1234] w is left out of f: it holds a character that would end its statement.";
+    EXPECT_EQ(log_lines(), (Lines{"[n][1234] w is left out of f: it is no number.", ends, ends}));
+}
+
+TEST_F(OutsideValueTest, takes_white_space_of_a_line_for_what_it_is)
+{
+    for (int byte = 1; byte < 256; ++byte) {
+        const bool white_space = byte >= '\t' && byte <= '\r';
+        for (const std::string& text : around(byte))
+            EXPECT_EQ(is_acceptable_line("n", "a line", text.c_str()), !is_control(byte) || white_space) << byte;
+    }
+    EXPECT_EQ(log_lines().back(), "[n][1234] a line holds a control character and counts as absent.");
 }

@@ -1,5 +1,7 @@
 #include "lan/neighbors.h"
 
+#include "lan/neighbor_list.h"
+
 #include "platform/device_test.h"
 
 namespace {
@@ -30,6 +32,31 @@ TEST_F(NeighborsTest, stores_what_is_shown)
                                  "fe80::2 dev br-lan lladdr 00:00:00:00:00:02 uptime 5000\n"
                                  "fe80::3 dev br-lan1 lladdr 00:00:00:00:00:03 uptime 5000\n");
     EXPECT_EQ(log_lines().back(), "[zel_ip6neigh_update][5000] 4, hs_count 3.");
+}
+
+TEST_F(NeighborsTest, passes_over_lines_with_a_control_character)
+{
+    write_file(stored, "fe80::1 dev br\x1blan lladdr 00:00:00:00:00:01 uptime 4999\n"
+                       "fe80::2 dev br-lan lladdr 00:00:00:00:00:02 uptime 4999\n");
+    kernel_shows("fe80::3 dev br-lan\x01 lladdr 00:00:00:00:00:03 STALE\n"
+                 "fe80::4 dev br-lan lladdr 00:00:00:00:00:04 STALE\n");
+    EXPECT_EQ(zel_ip6neigh_update(test_tid), 2);
+    EXPECT_EQ(read_file(stored), "fe80::2 dev br-lan lladdr 00:00:00:00:00:02 uptime 4999\n"
+                                 "fe80::4 dev br-lan lladdr 00:00:00:00:00:04 uptime 5000\n");
+    const std::string absent = " holds a control character and counts as absent.";
+    EXPECT_EQ(log_lines()[0], "[zel_ip6neigh_update][5000] a line of the stored table" + absent);
+    EXPECT_EQ(beginning_with("[zel_ip6neigh_update][5000] a line of the neighbor table" + absent, log_lines()).size(),
+              1U);
+}
+
+TEST_F(NeighborsTest, stops_reading_when_the_list_is_full_and_says_so)
+{
+    std::string lines;
+    for (int i = 0; i <= NeighborList::limit; ++i)
+        lines += "fe80::" + std::to_string(i) + " dev br-lan lladdr 00:00:00:00:00:01 uptime 4999\n";
+    write_file(stored, lines);
+    EXPECT_EQ(zel_ip6neigh_update(test_tid), NeighborList::limit);
+    EXPECT_EQ(beginning_with("[zel_ip6neigh_update][5000] no room for fe80::4096 dev br-lan", log_lines()).size(), 1U);
 }
 
 TEST_F(NeighborsTest, forgets_neighbors_after_600_seconds)

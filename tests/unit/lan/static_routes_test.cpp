@@ -102,6 +102,37 @@ TEST_F(StaticRoutesTest, removes_an_entry_without_a_known_gateway)
     }
 }
 
+TEST_F(StaticRoutesTest, takes_no_answer_with_a_control_character)
+{
+    entry(1, "1\x01", "fe80::a");
+    entry(2, "20", "fe80::a\x1b");
+    entry(3, "30\n\x01", "fe80::a\n\x01");
+    set_static_route6(test_tid);
+    EXPECT_EQ(routes(), Lines{"/usr/sbin/ip -6 route add 2001:0DB8:1234:5630::/64 via fe80::a dev br-lan"});
+    EXPECT_EQ(unset(), (Lines{"ccfg_cli unset extra_sid_1@system", "ccfg_cli unset extra_gateway_1@system",
+                              "ccfg_cli unset extra_sid_2@system", "ccfg_cli unset extra_gateway_2@system"}));
+    EXPECT_EQ(beginning_with("[set_static_route6][1234] extra_sid holds a control character and counts as absent.",
+                             log_lines())
+                  .size(),
+              3U); // read once for itself and once for each later entry
+    EXPECT_EQ(beginning_with("[set_static_route6][1234] extra_gateway holds a control character", log_lines()).size(),
+              1U);
+}
+
+TEST_F(StaticRoutesTest, passes_over_a_neighbor_with_a_control_character)
+{
+    shell.effect["/usr/sbin/ip -6 neigh show > /tmp/ip6_rt"] = [] {
+        write_file("/tmp/ip6_rt", "fe80::a dev br\x01lan lladdr 00:00:00:00:00:0a REACHABLE\n"
+                                  "fe80::a dev br-lan1 lladdr 00:00:00:00:00:0b STALE\n");
+    };
+    entry(1, "10", "fe80::a");
+    set_static_route6(test_tid);
+    EXPECT_EQ(routes(), Lines{"/usr/sbin/ip -6 route add 2001:0DB8:1234:5610::/64 via fe80::a dev br-lan1"});
+    EXPECT_EQ(beginning_with("[set_static_route6]", log_lines()),
+              Lines{"[set_static_route6][1234] a line of the neighbor table holds a control character and "
+                    "counts as absent."});
+}
+
 TEST_F(StaticRoutesTest, removes_the_routes_of_the_previous_run_first)
 {
     parm.pre_routing_prefix = "2001:0DB8:9999:99";

@@ -26,6 +26,16 @@ std::string widened(const char* text)
 
 } // namespace
 
+TEST_F(LoadValuesTest, takes_a_setting_with_a_control_character_for_a_missing_one)
+{
+    store.settings["ip6_proto@wan100"] = "dhcp\n";
+    Text<8> value;
+    load_text(test_tid, "prepare_parm", "wan100", "ip6_proto", value, "ip6_proto", "static");
+    EXPECT_STREQ(value, "static");
+    EXPECT_EQ(log_lines(), (Lines{"[read_setting][1234] ip6_proto holds a control character and counts as absent.",
+                                  "[prepare_parm][1234] ip6_proto(wan100):static"}));
+}
+
 TEST_F(LoadValuesTest, loads_a_text_and_logs_it)
 {
     store.settings["ip6_addr@lan0"] = "2001:db8::1";

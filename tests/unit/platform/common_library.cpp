@@ -4,6 +4,7 @@
 
 #include "frame/text.h"
 #include "platform/shell_recorder.h"
+#include "platform/touched_settings.h"
 
 namespace {
 
@@ -11,6 +12,7 @@ int run(const char* line)
 {
     ShellRecorder& recorder = shell_recorder();
     recorder.lines.emplace_back(line);
+    note_settings_of_line(line);
     if (const auto effect = recorder.effect.find(line); effect != recorder.effect.end())
         effect->second();
     const auto status = recorder.status.find(line);

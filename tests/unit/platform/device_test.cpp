@@ -1,5 +1,7 @@
 #include "platform/device_test.h"
 
+#include "platform/touched_settings.h"
+
 DeviceTest::DeviceTest()
     : store(memory_store()), shell(shell_recorder()), clock(device_clock()), interfaces(network_interfaces())
 {
@@ -26,5 +28,6 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     const int result = RUN_ALL_TESTS();
     remove_private_files();
+    write_touched_settings();
     return result;
 }

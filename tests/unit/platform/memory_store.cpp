@@ -6,13 +6,16 @@
 
 #include "frame/text.h"
 #include "platform/config_store.h"
+#include "platform/touched_settings.h"
 
 namespace {
 
 std::string name_of(int tid, const char* sect, const char* key)
 {
     EXPECT_EQ(tid, test_tid);
-    return std::string(key) + "@" + sect;
+    std::string name = std::string(key) + "@" + sect;
+    note_setting(name);
+    return name;
 }
 
 bool is_value(const std::string& value)

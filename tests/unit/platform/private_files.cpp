@@ -142,6 +142,7 @@ int __real_open(const char* path, int flags, ...);
 FILE* __real_fopen(const char* path, const char* mode);
 int __real_stat(const char* path, struct stat* status);
 int __real_unlink(const char* path);
+int __real_rename(const char* from, const char* to);
 
 int __wrap_open(const char* path, int flags, ...)
 {
@@ -174,5 +175,10 @@ int __wrap_stat(const char* path, struct stat* status)
 int __wrap_unlink(const char* path)
 {
     return __real_unlink(private_path(path).c_str());
+}
+
+int __wrap_rename(const char* from, const char* to)
+{
+    return __real_rename(private_path(from).c_str(), private_path(to).c_str());
 }
 }

@@ -47,6 +47,24 @@ protected:
 
 } // namespace
 
+TEST_F(WaninfoTest, reads_no_limit_from_another_folder)
+{
+    for (const char* const elsewhere : {"../../../../../etc", "a/b", ".", ".."}) {
+        parm.wan_ifname = elsewhere;
+        EXPECT_EQ(waninfo_main(test_tid), -1);
+        EXPECT_EQ(log_lines().back(), std::string("[waninfo_main][1234] ") + elsewhere + " is no interface name.");
+    }
+    EXPECT_EQ(shell.lines, Lines{});
+}
+
+TEST_F(WaninfoTest, takes_a_limit_with_a_control_character_for_none)
+{
+    shell.output[limit] = "9\x01\n";
+    EXPECT_EQ(mode_for(record(global_address, "00", "01", "00000000")), 0);
+    EXPECT_EQ(log_lines()[0],
+              "[waninfo_main][1234] router_solicitations holds a control character and counts as absent.");
+}
+
 TEST_F(WaninfoTest, takes_a_global_address_of_an_unmanaged_router)
 {
     EXPECT_EQ(mode_for(record(global_address, "00", "01", "000000a0")), 1);
