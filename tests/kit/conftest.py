@@ -1,6 +1,7 @@
 """A gateway root for the kit: the host's root with the kit laid over it, in its own namespaces, and an ISP beside it.
 
-Needs root. Nothing is left behind: the end of the first process of the process namespace ends everything inside.
+Needs root. Nothing is left behind: the end of the first process of the process namespace ends everything inside, and
+that process ends with the one that runs the tests, however that goes.
 """
 
 import os
@@ -10,6 +11,7 @@ import subprocess
 import time
 
 import pytest
+from dhcp_side import Isp
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 KIT = REPOSITORY / "platform" / "stock" / "kit"
@@ -74,8 +76,8 @@ class Gateway:
         mountpoint = folder / "root"
         mountpoint.mkdir()
         self.unshare = subprocess.Popen(
-            ["unshare", "--mount", "--net", "--pid", "--uts", "--fork", "--kill-child",
-             "/bin/sh", "-c", SETUP, "sh", str(mountpoint), str(overlay)],
+            ["setpriv", "--pdeathsig", "KILL", "unshare", "--mount", "--net", "--pid", "--uts", "--fork",
+             "--kill-child", "/bin/sh", "-c", SETUP, "sh", str(mountpoint), str(overlay)],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         self.enter = None
         for _ in range(500):
@@ -165,3 +167,8 @@ def gateway(tmp_path):
     print(made.sh("grep -rs . /tmp/*.log /var/run/ipv6ctl-dhclient/*/*.log; ls -l /tmp/calls; "
                   "grep -aoz '^reason=.*' /tmp/calls/*.env | tr '\\0' '\\n'", check=False).stdout)
     made.close()
+
+
+@pytest.fixture
+def isp(gateway):
+    return Isp(gateway)
