@@ -9,19 +9,42 @@ LAB_INTERFACES = {"access0", "lan0", "lan1", "br-lan", "br-lan1"}
 
 
 class Watch:
-    """Made before a lab starts; `note` while it runs; `nothing` when it is over."""
+    """Made before a lab starts; `note` while it runs; `nothing` when it is over; `close` at the end.
+
+    Other labs may come and go meanwhile. What is looked for is this lab's alone: its folder's name in an environment,
+    and its namespaces, which are kept open from `note` to `close`, since the kernel gives the number of one that is
+    gone to the next. An open namespace keeps no process alive.
+    """
 
     def __init__(self, folder):
         self.folder = str(folder)
-        self.namespaces = set()
+        self.namespaces = {}                # "net:[4026532000]" -> descriptor
         self.interfaces = set(os.listdir("/sys/class/net"))
 
     def note(self):
         """Remembers the namespaces of the running lab; returns its state."""
         state = json.loads(Path(self.folder, "state.json").read_text(encoding="utf-8"))
         for node in state["nodes"].values():
-            self.namespaces |= set(node["namespaces"].values())
+            for kind, name in node["namespaces"].items():
+                if name not in self.namespaces:
+                    self.hold(f"/proc/{node['pid']}/ns/{kind}", name)
         return state
+
+    def hold(self, path, name):
+        """Opens a namespace, if it is still the one of that name."""
+        try:
+            descriptor = os.open(path, os.O_RDONLY | os.O_CLOEXEC)
+        except OSError:
+            return
+        if os.readlink(f"/proc/self/fd/{descriptor}") == name:
+            self.namespaces[name] = descriptor
+        else:
+            os.close(descriptor)
+
+    def close(self):
+        for descriptor in self.namespaces.values():
+            os.close(descriptor)
+        self.namespaces = {}
 
     def left(self):
         """One sentence for everything that is still there."""

@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 from leftovers import Watch
-from netlab.wait import NotYet, wait_for
+from netlab.wait import NotYet, need, wait_for
 
 LAB = Path(__file__).resolve().parent / "lab"
 BUILD = os.environ.get("IPV6CTL_BUILD", str(LAB.parent.parent / "build"))
@@ -25,7 +25,9 @@ def folder(tmp_path):
 
 @pytest.fixture
 def watch(folder):
-    return Watch(folder)
+    watch = Watch(folder)
+    yield watch
+    watch.close()
 
 
 def nodes_ready(folder, watch, process):
@@ -37,6 +39,7 @@ def nodes_ready(folder, watch, process):
         return watch.note()
     state = wait_for(probe, 60)
     assert set(state["nodes"]) == {"isp", "gw", "host0", "host1"}
+    assert len(watch.namespaces) == 5 * len(state["nodes"])
     return state
 
 
@@ -107,6 +110,23 @@ def test_a_killed_background_lab_leaves_nothing_running_and_the_next_one_starts(
         watch.nothing(but=["the lab's state file"])
     shown = subprocess.run(lab(folder, "status"), capture_output=True, text=True, check=False)
     assert shown.returncode == 1 and "No lab is up" in shown.stdout
+
+
+def test_a_process_that_stays_in_a_network_of_the_lab_is_found(folder, watch):
+    up = subprocess.run(lab(folder, "up", "--bare"), capture_output=True, text=True, timeout=200, check=False)
+    assert up.returncode == 0, up.stderr
+    state = watch.note()
+    with subprocess.Popen(["nsenter", "-t", str(state["nodes"]["gw"]["pid"]), "-n", "sleep", "600"],
+                          env={"PATH": os.environ["PATH"]}) as stray:
+        try:
+            inside = f"/proc/{stray.pid}/ns/net"
+            wait_for(lambda: need(os.readlink(inside) == state["nodes"]["gw"]["namespaces"]["net"], "it enters"))
+            os.kill(state["pid"], signal.SIGKILL)
+            wait_for(lambda: need(watch.left() == [f"process {stray.pid} in a net namespace of the lab: sleep 600",
+                                                   "the lab's state file"], "\n".join(watch.left())))
+        finally:
+            stray.kill()
+    watch.nothing(but=["the lab's state file"])
 
 
 def test_a_folder_that_is_not_a_labs_is_not_emptied(folder):

@@ -1,11 +1,11 @@
 """Delegated prefixes of every length, none at all, and both prefix modes, at one gateway."""
 import ipaddress
-import re
 import time
 
 import pytest
 from netlab import traffic
 from netlab.gateway import BRIDGES
+from netlab.closed import NO_DELEGATION, reached_from_the_wan, refused_line, serve_inside, stays_closed
 from netlab.isp import IspConfig
 from netlab.wait import need
 
@@ -84,31 +84,6 @@ def test_a_single_subnet_is_given_to_both_lans_and_serves_the_first(lab):
     lab.look(prefix)
 
 
-def ruleset_is_loaded(lab):
-    return "-A INPUT -j DROP" in lab.gw.must("ip6tables-save")
-
-
-def serve_on_the_gateway(lab):
-    """A service of the gateway's own that nobody outside is meant to reach."""
-    traffic.listen(lab.gw, tcp=(8443,))
-
-
-def reached_from_the_wan(lab):
-    address = lab.global_addresses("eth0")[0].split("/")[0]
-    return traffic.call(lab.isp, "tcp", address, 8443, 2.5)[0] == traffic.ANSWERED
-
-
-def the_ruleset_is_refused(lab):
-    """Without a prefix the ruleset has a line "-d /56"; ip6tables-restore stops there and loads nothing at all. The
-    former rules are flushed by then, so what the gateway serves can be reached by anybody."""
-    refused = lab.gw.run("ip6tables-restore", "--test", "/tmp/.ip6t")
-    line = int(re.search(r"Error occurred at line: (\d+)", refused.stderr)[1])
-    assert refused.returncode == 2 and "-d /56 " in lab.gw.read("/tmp/.ip6t").splitlines()[line - 1]
-    assert [text for _, text in lab.log_lines() if text.endswith("ip6tables-restore /tmp/.ip6t")][-1].endswith(
-        "[2]ip6tables-restore /tmp/.ip6t")
-    assert not ruleset_is_loaded(lab) and reached_from_the_wan(lab)
-
-
 def test_a_delegation_that_is_not_renewed_stays_in_use(lab):
     """No delegation at the next lease, preferred mode: the prefix of the lease before is kept and advertised"""
     prefix, carved = lab.stored_delegation(), public_networks(lab, "br-lan")
@@ -124,29 +99,30 @@ def test_a_delegation_that_is_not_renewed_stays_in_use(lab):
     lab.look("no delegation, preferred mode")
 
 
-def test_the_random_mode_gives_the_lans_no_prefix_and_no_firewall(lab):
-    """Random mode: the delegated prefix is forgotten before it is used; the LANs get none, the ruleset is refused"""
-    serve_on_the_gateway(lab)
-    assert ruleset_is_loaded(lab) and not reached_from_the_wan(lab)
+def test_the_random_mode_gives_the_lans_no_prefix_and_keeps_the_gateway_closed(lab):
+    """Random mode: the delegated prefix is forgotten before it is used; the LANs get none, the gateway stays closed"""
+    serve_inside(lab)
+    assert refused_line(lab) is None
+    assert not reached_from_the_wan(lab, lab.global_addresses("eth0")[0].split("/")[0])
     lab.set("ip6_dhcp6c_prefix_mode@system", "1")
     reply = lease_again(lab, "3fff:100:a000:66f0::/60")
     assert reply.prefixes and lab.stored_delegation() is None
     assert "3fff:100:a000:66f1::/64" not in public_networks(lab, "br-lan")
-    the_ruleset_is_refused(lab)
+    stays_closed(lab, NO_DELEGATION)
     lab.look("random mode")
 
 
-def test_a_first_lease_without_a_delegation_leaves_the_gateway_without_a_firewall(lab_with):
-    """No delegation at the first lease: an address, but neither LAN daemons nor a firewall"""
+def test_a_first_lease_without_a_delegation_leaves_the_gateway_closed(lab_with):
+    """No delegation at the first lease: an address, no LAN daemons, and a firewall without the rules for the prefix"""
     lab = lab_with(isp=IspConfig(delegated_length=0))
     lab.start_lans()
     lab.plug_in()
-    serve_on_the_gateway(lab)
     lab.command("zel_ipv6cp_up")
     reply = lab.bound()
     assert (len(reply.addresses), reply.prefixes, lab.stored_delegation()) == (1, [], None)
     assert [public_networks(lab, bridge) for bridge in BRIDGES] == [[], []]
-    the_ruleset_is_refused(lab)
+    serve_inside(lab)
+    stays_closed(lab, NO_DELEGATION)
     # The daemons of the LANs refuse "prefix /64" and "subnet6 /64" too, and they were stopped before.
     assert "prefix /64 {" in lab.gw.read("/tmp/radvd.conf") and "subnet6 /64 {" in lab.gw.read("/tmp/dhcp6d.conf")
     assert not {"radvd", "dhcp6d"} & set(lab.daemons())

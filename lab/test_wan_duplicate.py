@@ -42,9 +42,10 @@ def usable(lab):
 def test_a_duplicate_is_declined_and_another_address_used_when_each_association_is_told_alone(crowded_line):
     """A client that tells address and prefix in two calls: the duplicate is declined, another address is used"""
     lab = crowded_line
-    # The adapter tells both in one call. The stock client, whose script it is, calls once for each association.
-    lab.gw.must("sed", "-i", "s/due=$(calls_due)$/due=0/", EVENTS)
-    assert "$(calls_due)" not in lab.gw.read(EVENTS)
+    # The adapter tells both in one call, and looks for a duplicate before it does. The stock client, whose script it
+    # is, calls once for each association, and leaves the looking to its script.
+    lab.gw.must("sed", "-i", "s/due=$(calls_due)$/due=0/; s/left=100 /left=0 /", EVENTS)
+    assert not [text for text in ("$(calls_due)", "left=100") if text in lab.gw.read(EVENTS)]
     lab.plug_in()
     lab.command("zel_ipv6cp_up")
     other = lab.until("another address is leased", lambda: [
@@ -66,15 +67,29 @@ def test_a_duplicate_is_declined_and_another_address_used_when_each_association_
     lab.look("another address")
 
 
-def test_a_duplicate_is_not_looked_for_when_address_and_prefix_come_in_one_call(crowded_line):
-    """A client that tells address and prefix in one call: the kernel drops the duplicate, nobody declines it"""
+def test_a_duplicate_is_declined_by_the_client_and_another_address_used(crowded_line):
+    """A client that tells both in one call declines the duplicate itself; the program hears of the next address"""
     lab = crowded_line
     lab.plug_in()
     lab.command("zel_ipv6cp_up")
     reply = lab.bound()
-    assert reply.addresses[0][0] == TAKEN and probes(lab, TAKEN) and defenses(lab, TAKEN)
-    # The check is for a binding that brought no address (`ip6_stateless` 1) to a client that asked for one, so one that
-    # brings both is applied as it is.
-    assert (lab.get("ip6_stateless@wan"), lab.get("ip6_addr@wan"), lab.get("ip6_wan_ready@system")) == ("0", TAKEN, "1")
-    assert lab.line.dhcp("DECLINE") == [] and len(lab.line.dhcp("SOLICIT")) == 1
-    assert lab.global_addresses("eth0") == []
+    address, prefix = reply.addresses[0][0], reply.prefixes[0][0]
+    said = [each for each in lab.line.dhcp() if each.kind in ("REQUEST", "DECLINE")]
+    assert [each.kind for each in said] == ["REQUEST", "DECLINE", "REQUEST"]
+    assert [each[0] for each in said[1].addresses] == [TAKEN] and said[1].prefixes == []
+    answer = [each for each in lab.line.dhcp("REPLY") if each.transaction == said[1].transaction]
+    assert [code for each in answer for code, _ in each.statuses] == [0]
+    probed, defended = ([each.time for each in found] for found in (probes(lab, TAKEN), defenses(lab, TAKEN)))
+    assert probed and defended and max(probed[0], defended[0]) < said[1].time
+    assert address != TAKEN and lab.isp.leases()["na"] == {TAKEN: "abandoned", address: "active"}
+    assert lab.isp.leases()["pd"] == {prefix: "active"}
+    # The program was told the second exchange alone, and has applied it once.
+    assert [each for each in lab.client_events() if each != "PREINIT6"] == ["BOUND6", "EFFECT6"]
+    assert not [line for _, line in lab.log_lines() if TAKEN in line]
+    assert (lab.get("ip6_stateless@wan"), lab.get("ip6_addr@wan")) == ("0", address)
+    assert lab.stored_delegation() == prefix
+    assert lab.global_addresses("eth0") == [f"{address}/128"]
+    lab.settles(lambda: usable(lab), address)
+    assert "-dec" not in " ".join(line for _, line in lab.log_lines()), "no client of the program's own has declined"
+    for host, bridge in zip(lab.hosts, lab.look("another address")["carved"].values()):
+        lab.until(f"{host.name} has an address in {bridge}", lambda: host.address_in(bridge[0]))

@@ -1,11 +1,20 @@
 """Another provider and another subscriber: a fault of the lab is told from one of the program."""
 import ipaddress
+import re
 import time
 
+import pytest
 from netlab import prefixes, traffic
 from netlab.isp import IspConfig
 from netlab.kea import KeaIsp
 from netlab.wait import need
+from netlab.wide import WideIsp
+
+PROVIDERS = {
+    "Kea": (KeaIsp, IspConfig(delegated_length=60)),
+    # This one works the times out by itself: half of the preferred lifetime, and four fifths.
+    "WIDE": (WideIsp, IspConfig(fixed_address="3fff:100:0:1::77", fixed_prefix="3fff:100:a000:4200::/60",
+                                preferred=3000, valid=7000, renew=1500, rebind=2400))}
 
 
 def answered(lab, host, network):
@@ -16,9 +25,11 @@ def answered(lab, host, network):
     return True
 
 
-def test_the_whole_flow_with_another_dhcpv6_server(lab_with):
-    """Kea as the provider's server: lease, hosts on line, release"""
-    lab = lab_with(isp=lambda out: KeaIsp(out, IspConfig(delegated_length=60)))
+@pytest.mark.parametrize("name", PROVIDERS)
+def test_the_whole_flow_with_another_dhcpv6_server(lab_with, name):
+    """Kea's and the WIDE project's servers as the provider's: lease, hosts on line, release"""
+    node, config = PROVIDERS[name]
+    lab = lab_with(isp=lambda out: node(out, config))
     reply = lab.online(lans_first=False)
     address, prefix = reply.addresses[0][0], reply.prefixes[0][0]
     assert ipaddress.ip_network(prefix).prefixlen == 60
@@ -41,27 +52,56 @@ def test_the_whole_flow_with_another_dhcpv6_server(lab_with):
     lab.settles(lambda: lab.isp.leases(), {"na": {address: "released"}, "pd": {prefix: "released"}})
 
 
-def test_a_stock_client_gets_from_the_provider_what_the_gateway_gets(lab_with):
-    """The lab's provider, seen by a stock client, alone and beside the gateway"""
+def dhclient_on(lab, node):
+    """Debian's ISC client, which keeps the lease in a file. Returns (address, prefix)."""
+    node.spawn("dhclient", "/usr/sbin/dhclient", "-6", "-N", "-P", "-d", "-cf", "/dev/null", "-sf",
+               "/lab/src/netlab/dhclient_script.sh", "-lf", "/run/dhclient6.leases", "-pf", "/run/dhclient6.pid",
+               "eth0")
+    text = lab.until("the stock client has its lease", lambda: "iaprefix" in node.read("/run/dhclient6.leases")
+                     and node.read("/run/dhclient6.leases"))
+    assert f"option dhcp6.name-servers {','.join(lab.isp.config.name_servers)};" in text
+    address, prefix = (re.search(rf"{word} (\S+) ", text)[1] for word in ("iaaddr", "iaprefix"))
+    node.must("ip", "-6", "addr", "add", f"{address}/128", "dev", "eth0", "nodad")
+    return address, prefix
+
+
+def dhcp6c_on(lab, node):
+    """The WIDE project's client, which numbers the WAN and one LAN by itself. Returns (address, prefix)."""
+    node.must("mkdir", "-p", "/var/lib/dhcpv6")
+    node.must("ip", "link", "add", "lan", "type", "veth", "peer", "name", "behind")
+    for end in ("lan", "behind"):
+        node.must("ip", "link", "set", end, "up")
+    (node.out / "dhcp6c.conf").write_text(
+        "interface eth0 { send ia-na 0; send ia-pd 0; request domain-name-servers; request domain-name; };\n"
+        "id-assoc na 0 { };\nid-assoc pd 0 { prefix-interface lan { sla-id 1; sla-len 8; }; };\n", encoding="utf-8")
+    client = node.spawn("dhcp6c", "/usr/sbin/dhcp6c", "-f", "-D", "-c", "/lab/out/dhcp6c.conf", "-p",
+                        "/run/dhcp6c.pid", "eth0")
+
+    def numbered(interface):
+        return [entry["local"] for entry in node.addresses(interface, "global") if not entry.get("tentative")]
+    address = lab.until("the client has numbered its WAN", lambda: numbered("eth0"))[0]
+    inside = lab.until("the client has numbered its LAN", lambda: numbered("lan"))[0]
+    for server in lab.isp.config.name_servers:
+        assert server in client.log(), "it was told the name servers"
+    carved = ipaddress.ip_network(f"{inside}/64", strict=False)
+    prefix = carved.supernet(new_prefix=lab.isp.config.delegated_length)
+    assert carved == prefixes.carved(str(prefix), "01")
+    return address, str(prefix)
+
+
+@pytest.mark.parametrize("client", [dhclient_on, dhcp6c_on], ids=["dhclient", "WIDE"])
+def test_a_stock_client_gets_from_the_provider_what_the_gateway_gets(lab_with, client):
+    """The lab's provider, seen by two stock clients, alone and beside the gateway"""
     lab = lab_with(shared_line=True)
     config = lab.isp.config
     neighbor = lab.lab.add_neighbor("neighbor")
     neighbor.must("sysctl", "-q", "-w", "net.ipv6.conf.eth0.accept_ra=1")
     neighbor.must("ip", "link", "set", "eth0", "up")
     neighbor.link_local("eth0")
-    neighbor.spawn("dhclient", "/usr/sbin/dhclient", "-6", "-N", "-P", "-d", "-cf", "/dev/null",
-                   "-sf", "/lab/src/netlab/dhclient_script.sh", "-lf", "/run/dhclient6.leases",
-                   "-pf", "/run/dhclient6.pid", "eth0")
-    leases = lab.until("the stock client has its lease", lambda: "iaprefix" in neighbor.read("/run/dhclient6.leases")
-                       and neighbor.read("/run/dhclient6.leases"))
-    addresses, delegated = lab.isp.leases()["na"], lab.isp.leases()["pd"]
-    assert len(addresses) == 1 and len(delegated) == 1
-    address, prefix = next(iter(addresses)), next(iter(delegated))
-    assert f"iaaddr {address} " in leases and f"iaprefix {prefix} " in leases
+    address, prefix = client(lab, neighbor)
+    lab.settles(lambda: lab.isp.leases(), {"na": {address: "active"}, "pd": {prefix: "active"}})
     assert ipaddress.ip_network(prefix).prefixlen == config.delegated_length
-    assert f"option dhcp6.name-servers {','.join(config.name_servers)};" in leases
     lab.until("it has heard the router", lambda: neighbor.json("ip", "-j", "-6", "route", "show", "default"))
-    neighbor.must("ip", "-6", "addr", "add", f"{address}/128", "dev", "eth0", "nodad")
     assert traffic.call(neighbor, "tcp", config.server_address, config.tcp_port) == \
         (traffic.ANSWERED, f"you are {address} from {address}")
     lab.settles(lambda: lab.isp.delegated_routes(), {prefix: neighbor.link_local("eth0")})

@@ -2,6 +2,7 @@
 import time
 
 from netlab import traffic
+from netlab.closed import NO_DELEGATION, loaded, serve_inside, stays_closed
 from netlab.isp import ACCESS
 from netlab.wait import need
 
@@ -22,6 +23,15 @@ def answered(lab, host, network):
     return True
 
 
+def apply_settings(lab):
+    """What a management script does when it has changed the WAN's settings: it lets the change take effect."""
+    lab.set("ip6_changed@wan", "1")
+    lab.note("gw# reason=EFFECT6 interface=eth0 stateless=0 zel_dhcp6c_update")
+    applied = lab.gw.run("/usr/sbin/zel_dhcp6c_update",
+                         env={"reason": "EFFECT6", "interface": "eth0", "stateless": "0"})
+    assert applied.returncode == 1, applied.stderr
+
+
 def test_a_wan_configured_by_hand_asks_nobody_and_is_applied_when_told(lab_with):
     """Static WAN: no DHCPv6; address, router and LAN daemons as stored, the LANs' addresses left as they are"""
     lab = lab_with(settings=BY_HAND)
@@ -33,11 +43,7 @@ def test_a_wan_configured_by_hand_asks_nobody_and_is_applied_when_told(lab_with)
     assert "dhclient" not in lab.daemons() and lab.global_addresses("eth0") == []
     for bridge, section in (("br-lan", "lan0"), ("br-lan1", "lan1")):
         lab.command("zel_ifconfig", bridge, lab.get(f"ip6_addr@{section}"), 64, 1)
-    lab.set("ip6_changed@wan", "1")
-    lab.note("gw# reason=EFFECT6 interface=eth0 stateless=0 zel_dhcp6c_update")
-    applied = lab.gw.run("/usr/sbin/zel_dhcp6c_update",
-                         env={"reason": "EFFECT6", "interface": "eth0", "stateless": "0"})
-    assert applied.returncode == 1, applied.stderr
+    apply_settings(lab)
     assert lab.global_addresses("br-lan") == ["3fff:100:c000:1::1/64"]
     assert lab.global_addresses("br-lan1") == ["3fff:100:c000:2::1/64"]
     lab.settles(lambda: lab.global_addresses("eth0"), [f"{ADDRESS}/64"])
@@ -47,6 +53,23 @@ def test_a_wan_configured_by_hand_asks_nobody_and_is_applied_when_told(lab_with)
     for host, network in zip(lab.hosts, ("3fff:100:c000:1::/64", "3fff:100:c000:2::/64")):
         lab.until(f"{host.name} is answered at its address in {network}", lambda: answered(lab, host, network))
     assert lab.line.dhcp() == []
+    # The link-up hook flushes the filter for the client that it starts; here it starts none, and nothing fills it.
+    assert "-A INPUT -j DROP" in loaded(lab)
+    lab.command("zel_ipv6cp_up")
+    assert loaded(lab) == []
+    lab.command("ipv6_lan_restart")
+    assert "-A INPUT -j DROP" in loaded(lab)
+
+
+def test_a_wan_configured_by_hand_without_a_prefix_for_the_lans_is_closed_all_the_same(lab_with):
+    """Static WAN without a delegated prefix: the ruleset is refused as a whole, and the gateway closed nevertheless"""
+    lab = lab_with(settings={key: value for key, value in BY_HAND.items() if not key.startswith("ip6_dhcp6c_prefix")})
+    lab.plug_in()
+    lab.command("zel_ipv6cp_up")
+    apply_settings(lab)
+    lab.settles(lambda: lab.global_addresses("eth0"), [f"{ADDRESS}/64"])
+    serve_inside(lab)
+    stays_closed(lab, NO_DELEGATION)
 
 
 def sent_by_the_gateway(lab, since):

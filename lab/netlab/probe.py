@@ -16,8 +16,8 @@ from netlab.isp import ACCESS
 from netlab.node import PYTHON
 from netlab.wait import need, wait_for
 
-WAN, LAN0, LAN1 = "wan", "lan0", "lan1"
-WIRES = (WAN, LAN0, LAN1)
+WAN, LAN0, LAN1, TUNNEL = "wan", "lan0", "lan1", "6rd"
+WIRES = (WAN, LAN0, LAN1, TUNNEL)
 DELIVERED, DROPPED = "let in", "dropped"
 ERRORS = {(1, 0): "no route", (1, 1): "prohibited", (1, 2): "beyond scope", (1, 3): "address unreachable",
           (1, 4): "port unreachable", (2, 0): "too big", (3, 0): "time exceeded", (4, 1): "parameter problem"}
@@ -54,13 +54,22 @@ class Probe:
 
 
 class Prober:
-    """Sends probes from the provider's and the hosts' ends of the gateway's three wires. One for a lab."""
+    """Sends probes from the provider's and the hosts' ends of the gateway's wires. One for a lab.
 
-    def __init__(self, lab):
+    A fourth wire, whose interface at the gateway is TUNNEL, is one with a capture (`tunnel`) at the provider's end of
+    it, which is that node's interface `tunnel_end`.
+    """
+
+    def __init__(self, lab, tunnel=None, tunnel_end=None):
         self.gw = lab.gw
         self.nodes = {WAN: (lab.isp, ACCESS), LAN0: (lab.hosts[0], INTERFACE), LAN1: (lab.hosts[1], INTERFACE)}
         self.captures = {WAN: lab.line, LAN0: lab.lans[0], LAN1: lab.lans[1]}
         self.inside = {WAN: self.gw.wan, LAN0: BRIDGES[0], LAN1: BRIDGES[1]}
+        if tunnel:
+            self.nodes[TUNNEL] = (lab.isp, tunnel_end)
+            self.captures[TUNNEL] = tunnel
+            self.inside[TUNNEL] = TUNNEL
+        self.wires = [wire for wire in WIRES if wire in self.nodes]
         self.macs = {wire: (node.mac(interface), self.gw.mac(self.inside[wire]))
                      for wire, (node, interface) in self.nodes.items()}
         self.numbers = itertools.count(1)
@@ -143,7 +152,8 @@ def raw_packets(path):
 class Train:
     """Probes that travel together, and the packets behind them that tell when all of them have had their time.
 
-    `places` names, for each wire, an address behind it ("there") and the gateway's own address on it ("here").
+    `places` names, for each wire, an address behind it ("there") and the gateway's own address on it ("here"), and,
+    when an echo request to that one is not answered in any way, an address for which it is ("back").
     """
 
     def __init__(self, prober, places):
@@ -157,9 +167,11 @@ class Train:
 
         def reply(destination):
             return Probe("closing", origin, source, destination, icmp(129, ident=7))
-        found = {wire: reply(self.places[wire]["there"]) for wire in WIRES if wire != origin}
+        found = {wire: reply(self.places[wire]["there"]) for wire in self.prober.wires
+                 if wire != origin}
         found["gateway"] = reply(self.places[origin]["here"])
-        found[origin] = Probe("closing", origin, source, self.places[origin]["here"], icmp(128, ident=7))
+        found[origin] = Probe("closing", origin, source, self.places[origin].get("back", self.places[origin]["here"]),
+                              icmp(128, ident=7))
         return found
 
     def came_back(self, probe, sightings):
@@ -187,7 +199,7 @@ class Train:
 
     def run(self, probes):
         """Sends the probes, wire by wire, and returns {title: verdict}."""
-        for origin in WIRES:
+        for origin in self.prober.wires:
             mine = [probe for probe in probes if probe.origin == origin]
             if mine:
                 self.prober.send(mine)

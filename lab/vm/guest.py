@@ -1,5 +1,4 @@
 """What both flows have in common inside the guest: the list of their scenarios, and the gateway with its two LANs."""
-import json
 import os
 import sys
 import time
@@ -8,12 +7,13 @@ from pathlib import Path
 
 from netlab.gateway import BRIDGES, Gateway
 from netlab.host import INTERFACE, Host
-from netlab.wait import NotYet, wait_for
+from netlab.node import NodeError
+from netlab.wait import NotYet, need, wait_for
+from record import Record
 
 REPOSITORY = Path(__file__).resolve().parents[2]
 KIT = REPOSITORY / "platform" / "stock" / "kit"
 OUT = Path("/run/exchange")
-RESULTS = "results.json"
 PATIENCE = 120              # seconds for one thing to happen: an emulated processor on a busy machine is slow
 AFTER_A_FAILURE = 15        # seconds from then on: what builds on what failed is not waited for long
 
@@ -21,7 +21,8 @@ AFTER_A_FAILURE = 15        # seconds from then on: what builds on what failed i
 class Flow:
     """Scenarios that share one guest, in the order of their definition. Each is one test on the host."""
 
-    def __init__(self):
+    def __init__(self, name, title):
+        self.name, self.title = name, title
         self.scenarios = {}
 
     def scenario(self, function):
@@ -29,33 +30,47 @@ class Flow:
         self.scenarios[function.__name__] = function
         return function
 
-    def run(self, stage):
-        """Runs all of them on a stage and writes the results down after each: what comes after the end of the machine
-        is missing then, and not lost."""
-        results = {}
-        for name, function in self.scenarios.items():
-            begin = time.monotonic()
+    def up_to(self, last):
+        """The names of the scenarios to the last wanted one: each may rely on those before it, but on none behind."""
+        names = list(self.scenarios)
+        return names[:names.index(last) + 1]
+
+    def record(self, last):
+        return Record(f"vm_{self.name}", self.title, self.up_to(last))
+
+    def run(self, stage, record):
+        """Runs the scenarios of a record on a stage. The record is written after each: what comes after the end of the
+        machine is told to be missing then, and the rest is not lost."""
+        for name in record.tests:
+            begin = time.time()
+            record.note(name.replace("_", " "))
             try:
-                seen, held = function(stage), True
+                seen, held = self.scenarios[name](stage), True
             except (AssertionError, NotYet):
                 seen, held = traceback.format_exc(limit=-2), False
             except Exception:   # pylint: disable=broad-except   # whatever it is, it is the scenario's result
                 seen, held = traceback.format_exc(), False
             if not held:
                 eventually.patience = AFTER_A_FAILURE
-            results[name] = {"held": held, "seen": str(seen or ""), "seconds": round(time.monotonic() - begin, 1)}
-            print(f"{time.monotonic():7.1f} {'held' if held else 'FAILED'} {name} ({results[name]['seconds']} s)", seen,
+            record.ended(name, begin, held, str(seen or ""))
+            print(f"{time.monotonic():7.1f} {'held' if held else 'FAILED'} {name} ({time.time() - begin:.1f} s)", seen,
                   flush=True)
-            new = OUT / f"{RESULTS}.new"
-            new.write_text(json.dumps(results, indent=1) + "\n", encoding="utf-8")
-            new.rename(OUT / RESULTS)
-        return all(result["held"] for result in results.values())
+            try:
+                record.look(stage, f"after: {name.replace('_', ' ')}")
+            except (NodeError, ValueError) as error:    # a drawing less, and the scenarios go on
+                record.note(f"prefixes and addresses could not be recorded: {error}")
+            record.write(OUT)
+        return all(test["result"] == "passed" for test in record.tests.values())
 
     def main(self, make_stage):
-        """Runs in the guest; the first argument is the folder with the built program."""
+        """Runs in the guest; the arguments are the folder with the built program and the last scenario that is
+        wanted."""
+        record = self.record(sys.argv[2])
         stage = make_stage(Path(sys.argv[1]))
+        record.set_stage(stage)
         print(f"{time.monotonic():7.1f} the stage is set", flush=True)
-        held = self.run(stage)
+        held = self.run(stage, record)
+        stage.gw.snapshot("end")
         stage.gw.keep_files()
         sys.stdout.flush()
         os._exit(0 if held else 1)      # nobody needs to clear up in a machine that is switched off next
@@ -83,11 +98,14 @@ class Device:
         self.gw.boot(console=OUT / "console.log")
         self.gw.wan = wan
         self.gw.set("wandataif@system", wan)
+        self.nodes, self.wires, self.told = ["gw", "host0", "host1"], [], {}     # for the report
+        self.follower = self.gw.python("log-follower", "log_follower", "/tmp/ipv6.log", "/lab/out/log.jsonl")
         self.hosts = [Host("host0", OUT / "host0"), Host("host1", OUT / "host1")]
         for number, (host, bridge) in enumerate(zip(self.hosts, BRIDGES)):
             host.start()
             port = f"lan{number}"
             wire(self.gw, port, host, INTERFACE, f"02:00:00:00:0{number}:02", f"02:00:00:00:0{number}:10")
+            self.wires.append([f"gw:{port}", f"{host.name}:{INTERFACE}"])
             self.gw.must("ip", "link", "add", bridge, "address", f"02:00:00:00:0{number}:01", "type", "bridge",
                          "forward_delay", "0", "mcast_snooping", "0")
             self.gw.must("sysctl", "-q", "-w", f"net.ipv6.conf.{port}.disable_ipv6=1")
@@ -96,6 +114,7 @@ class Device:
                 self.gw.must("ip", "link", "set", link, "up")
             host.prepare()
             host.must("ip", "link", "set", INTERFACE, "up")
+        eventually(lambda: need("follows" in self.follower.log(), "the log is not followed"))
 
     def command(self, name, *args):
         """Runs the program under a command name to its normal end."""

@@ -66,12 +66,17 @@ def share(name, path, readonly):
     return ["-fsdev", options, "-device", f"virtio-9p-pci,fsdev={name},mount_tag={name}"]
 
 
-def boot(folder, *command, limit=600, processors=1):
-    """Runs a command in a guest of its own and returns a `Run`. `folder` is emptied first and becomes the exchange
-    folder. After `limit` seconds the machine is ended; it ends as well with the process that called this."""
+def exchange(folder):
+    """Empties the folder of an earlier run, or makes it, to become the exchange folder of a machine; returns it."""
     folder = Path(folder).resolve()
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
+    return folder
+
+
+def boot(folder, *command, limit=600, processors=1):
+    """Runs a command in a guest of its own and returns a `Run`. `folder` is its exchange folder (see `exchange`).
+    After `limit` seconds the machine is ended; it ends as well with the process that called this."""
     kernel, initramfs = images()
     (folder / "start").write_text(START.format(command=shlex.join(map(str, command))), encoding="utf-8")
     # Without hardware acceleration: it is not to be had, or does not work, where virtual machines are nested.

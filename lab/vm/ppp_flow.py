@@ -2,6 +2,7 @@
 
 Runs in the guest: `ppp_flow.py BUILD`. The results go to the exchange folder.
 """
+import dataclasses
 import os
 import re
 import signal
@@ -19,7 +20,7 @@ from netlab.sightings import Sightings
 from netlab.wait import need
 from ppp_provider import PATH_LINE, PRELOAD, PppProvider, make_ppp_ready, write_ppp_scripts
 
-FLOW = Flow()
+FLOW = Flow("ppp", "The WAN over PPP: the link hooks under their names, the guard, a redial")
 HERE = Path(__file__).resolve().parent
 WAN = "ppp0"
 GUARD = "/tmp/zel_ipv6cp_script_running"
@@ -63,6 +64,9 @@ class Stage(Device):
         default = "net.ipv6.conf.default"
         self.gw.must("sysctl", "-q", "-w", f"{default}.accept_ra=2", f"{default}.router_solicitations=3")
         write_ppp_scripts(self.gw, {script: HOOK_SCRIPT.format(hook=hook) for script, hook in HOOKS.items()})
+        self.nodes.insert(0, "isp")
+        self.wires.append([f"gw:{WAN}", f"isp:{ACCESS}"])
+        self.told = dataclasses.asdict(self.isp.config)
         self.see = PppSightings(self)
         self.begin = None           # when the first dial began
         place = self.gw.path("/run/line")

@@ -13,7 +13,7 @@ from netlab.sightings import SIDES, Sightings
 from netlab.wait import need
 from sixrd_network import GATEWAY, LEASED, RELAY, RELAY_NAME, Domain, Relay, tunnelled
 
-FLOW = Flow()
+FLOW = Flow("sixrd", "6rd: manual and from DHCPv4, through a border relay by address and by name, and its removal")
 TUNNEL = "6rd"
 WHOLE_ADDRESS = Domain("3fff:200::/24", 0)      # every bit of the IPv4 address is in the delegated prefix
 ONE_OCTET_LESS = Domain("3fff:300::/32", 8)
@@ -44,6 +44,9 @@ class Stage(Device):
         self.relay.start_name_server()
         self.gw.must("ip", "addr", "add", f"{GATEWAY}/24", "dev", "eth0")
         self.gw.path("/etc/resolv.conf").write_text(f"nameserver {RELAY}\n", encoding="utf-8")
+        self.nodes[:0] = ["isp", "relay"]
+        self.wires += [["gw:eth0", "relay:access0"], [f"gw:{TUNNEL}", "relay:border"], ["relay:core0", "isp:access0"]]
+        self.told = {"server_address": self.isp.config.server_address}
         self.line = Capture(self.relay, "access0", "line", "ip proto 41")
         self.see = Sightings(self)
         for side in ("1", "lan"):
@@ -128,6 +131,12 @@ def a_manual_tunnel_carries_hosts_with_no_common_ipv4_bits(stage):
     stage.set_manually(WHOLE_ADDRESS)
     stage.restart()
     return works(stage, WHOLE_ADDRESS)
+
+
+@FLOW.scenario
+def the_tunnel_has_the_mtu_of_its_line(stage):
+    link = stage.gw.json("ip", "-j", "link", "show", "dev", "6rd")[0]
+    assert link["mtu"] == 1480, link
 
 
 @FLOW.scenario

@@ -5,4 +5,4 @@ from ppp_flow import FLOW
 
 @pytest.mark.parametrize("scenario", FLOW.scenarios)
 def test_ppp(outcome, scenario):
-    outcome("ppp", scenario)
+    outcome(FLOW, scenario)

@@ -5,4 +5,4 @@ from sixrd_flow import FLOW
 
 @pytest.mark.parametrize("scenario", FLOW.scenarios)
 def test_sixrd(outcome, scenario):
-    outcome("sixrd", scenario)
+    outcome(FLOW, scenario)
