@@ -1,0 +1,162 @@
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <stdio.h>
+
+#include "processes.h"
+#include "radvd_file.h"
+#include "sections.h"
+#include "small_file.h"
+
+namespace {
+
+constexpr char radvd_path[] = "/tmp/radvd.conf";
+constexpr int most_listed = 16; // strange addresses of one bridge
+
+struct Lan {
+    const char* ifname;
+    const char* section;
+    AdvertisedPrefixes advertised;
+    bool has_radvd;
+};
+
+bool is_advertised(const Lan& lan, const in6_addr& prefix, unsigned length)
+{
+    for (size_t i = 0; i < lan.advertised.count; ++i) {
+        const AdvertisedPrefix& each = lan.advertised.list[i];
+        if (each.length == length && is_same_prefix(each.prefix, prefix, length))
+            return true;
+    }
+    return false;
+}
+
+// The part that both kinds of address share. Returns false when the text is no address.
+bool report_address(Report& report, const Look& look, const Lan& lan, const char* name, const char* text,
+                    in6_addr& address)
+{
+    if (inet_pton(AF_INET6, text, &address) != 1) {
+        report.add(name, "%s", text).wrong("it is no IPv6 address");
+        return false;
+    }
+    auto row = report.add(name, "%s", canonical(address).c_str());
+    if (!look.kernel.addresses.is_known)
+        row.unknown("the kernel does not tell its addresses");
+    else if (has_address(look, lan.ifname, address))
+        row.good();
+    else
+        row.wrong("the store has it, %s does not", lan.ifname);
+    return true;
+}
+
+void report_advertised(Report& report, const Lan& lan, const char* name, const in6_addr& prefix, unsigned length)
+{
+    auto row = report.add(name, "%s/%u", canonical(prefix).c_str(), length);
+    if (!is_advertised(lan, prefix, length))
+        row.wrong("%s does not have it", radvd_path);
+    else if (!lan.has_radvd)
+        row.wrong("it is not advertised: radvd does not run");
+    else
+        row.good();
+}
+
+in6_addr masked(const in6_addr& address, unsigned length)
+{
+    in6_addr prefix = {};
+    for (unsigned bit = 0; bit < length; ++bit)
+        prefix.s6_addr[bit / 8] =
+            static_cast<unsigned char>(prefix.s6_addr[bit / 8] | (address.s6_addr[bit / 8] & (0x80U >> bit % 8)));
+    return prefix;
+}
+
+void report_global(Report& report, const Look& look, const Lan& lan, in6_addr& prefix, unsigned& length)
+{
+    const Text<46> address_text = look.settings.text<46>(lan.section, "ip6_addr");
+    const Text<46> prefix_text = look.settings.text<46>(lan.section, "ip6_prefix");
+    const long stored_length = look.settings.number(lan.section, "ip6_pfxlen");
+    if (!look.ip6_ready) {
+        report.add("global_prefix", "%s", prefix_text.empty() ? "none" : prefix_text.c_str());
+        return;
+    }
+    if (prefix_text.empty()) {
+        report.add("global_prefix", "none").wrong("the WAN is ready and this LAN has no prefix");
+        return;
+    }
+    in6_addr address = {};
+    if (inet_pton(AF_INET6, prefix_text, &prefix) != 1 || stored_length < 1 || stored_length > 128) {
+        report.add("global_prefix", "%s/%ld", prefix_text.c_str(), stored_length).wrong("it is no prefix");
+        prefix = {};
+        return;
+    }
+    length = static_cast<unsigned>(stored_length);
+    report_advertised(report, lan, "global_prefix", prefix, length);
+    report_address(report, look, lan, "global_address", address_text, address);
+
+    in6_addr delegated = {};
+    const Text<46> delegated_text = look.settings.text<46>("system", "ip6_dhcp6c_prefix_addr");
+    const long delegated_length = look.settings.number("system", "ip6_dhcp6c_prefix_length", 56);
+    if (inet_pton(AF_INET6, delegated_text, &delegated) == 1 && delegated_length > 0 && delegated_length <= 64
+        && !is_same_prefix(prefix, delegated, static_cast<unsigned>(delegated_length)))
+        report.add("old_prefix", "%s", prefix_text.c_str()).wrong("it is not part of the delegated prefix");
+}
+
+void report_unique_local(Report& report, const Look& look, const Lan& lan)
+{
+    if (look.settings.number(lan.section, "ip6_ula_eb") != 1) {
+        report.add("unique_local", "off");
+        return;
+    }
+    const Text<46> text = look.settings.text<46>(lan.section, "ip6_ula_addr");
+    if (text.empty()) {
+        report.add("unique_local", "on").wrong("there is no unique-local address yet");
+        return;
+    }
+    in6_addr address = {};
+    if (report_address(report, look, lan, "unique_local_address", text, address))
+        report_advertised(report, lan, "unique_local_prefix", masked(address, 64), 64);
+}
+
+// Global addresses and advertised prefixes that are none of the store's: hosts keep them and find no way back.
+void report_strangers(Report& report, const Look& look, const Lan& lan, const in6_addr& prefix, unsigned length)
+{
+    const unsigned index = if_nametoindex(lan.ifname);
+    int count = 0;
+    for (const KernelAddress& each : look.kernel.addresses) {
+        if (index == 0 || each.index != index || !each.is_global()
+            || (look.ip6_ready && length != 0 && is_same_prefix(each.address, prefix, length)))
+            continue;
+        if (++count <= most_listed)
+            report.add("old_address", "%s/%u", canonical(each.address).c_str(), each.length)
+                .wrong("%s has it, the store does not", lan.ifname);
+    }
+    report.add_more("the old addresses", count - most_listed);
+    for (size_t i = 0; i < lan.advertised.count; ++i) {
+        const AdvertisedPrefix& each = lan.advertised.list[i];
+        if ((each.prefix.s6_addr[0] & 0xE0U) != 0x20
+            || (look.ip6_ready && each.length == length && is_same_prefix(each.prefix, prefix, length)))
+            continue;
+        report.add("old_prefix", "%s/%u", canonical(each.prefix).c_str(), each.length)
+            .wrong("%s has it, the store does not", radvd_path);
+    }
+}
+
+} // namespace
+
+void report_lan(Report& report, const Look& look, const char* ifname, const char* section)
+{
+    static char conf[65536];
+    const bool has_conf = read_small_file(radvd_path, conf, sizeof conf) > 0;
+    const Lan lan = {ifname, section, has_conf ? advertised_prefixes(conf, ifname) : AdvertisedPrefixes(),
+                     find_process("radvd").is_running()};
+    report.section(section);
+    if (if_nametoindex(ifname) == 0) {
+        report.add("bridge", "%s", ifname).wrong("there is no such interface");
+        return;
+    }
+    report.add("bridge", "%s", ifname).good();
+    if (look.store_fault != nullptr)
+        return;
+    in6_addr prefix = {};
+    unsigned length = 0;
+    report_global(report, look, lan, prefix, length);
+    report_unique_local(report, look, lan);
+    report_strangers(report, look, lan, prefix, length);
+}

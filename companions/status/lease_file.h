@@ -1,0 +1,21 @@
+// The lease file of the DHCPv6 client (dhclient.leases(5)): what the server gave, and until when.
+#pragma once
+
+#include <netinet/in.h>
+
+struct LeasedPart {
+    bool is_there = false;
+    unsigned length = 128;
+    in6_addr address = {};
+    long long starts = 0;    // seconds since 1970
+    long long preferred = 0; // seconds from then
+    long long valid = 0;
+};
+
+struct Lease {
+    LeasedPart prefix;
+    LeasedPart address;
+};
+
+// The newest lease of the file's text. What is not understood is passed over.
+Lease parse_lease(const char* text);

@@ -1,0 +1,28 @@
+// One look at the gateway: what everything else is judged by.
+#pragma once
+
+#include "frame/text.h"
+#include "kernel_tables.h"
+#include "settings_view.h"
+
+struct Look {
+    SettingsView settings;
+    KernelTables kernel;
+    const char* store_fault = nullptr; // null: the store was read
+    const char* wan_fault = nullptr;   // null: the two names below are what the device's scripts say
+    Text<32> wan_ifname;
+    Text<32> wan_sect;
+    bool ip6_ready = false; // ip6_wan_ready@system
+
+    void take();
+    void drop() { settings.close(); }
+};
+
+// True when the kernel has this address on the interface; `found` (may be null) then gets it.
+bool has_address(const Look& look, const char* ifname, const in6_addr& address, KernelAddress* found = nullptr);
+
+// The address as canonical text (RFC 5952).
+Text<46> canonical(const in6_addr& address);
+
+// Seconds as a person reads them: "1h 02m".
+Text<32> duration(long long seconds);
