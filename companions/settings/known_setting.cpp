@@ -35,7 +35,7 @@ size_t distance(std::string_view one, std::string_view other)
 {
     if (one.size() > longest_compared || other.size() > longest_compared)
         return longest_compared;
-    size_t row[longest_compared + 1];
+    size_t row[longest_compared + 1] = {};
     for (size_t i = 0; i <= other.size(); ++i)
         row[i] = i;
     for (size_t i = 1; i <= one.size(); ++i) {

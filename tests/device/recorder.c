@@ -88,7 +88,7 @@ static int answer(const char* rule, char** argv)
     snprintf(path, sizeof path, "%s/sh", rule);
     if (access(path, R_OK) == 0) {
         char* shell[64] = {"sh", path};
-        for (int i = 1; argv[i] != NULL && i < 61; i++)
+        for (int i = 1; i < 61 && argv[i] != NULL; i++)
             shell[i + 1] = argv[i];
         execv("/bin/sh", shell);
         return 98;

@@ -1,6 +1,8 @@
 #include "support/composed_lines.h"
 
 #include <cctype>
+#include <cstdio>
+#include <cstdlib>
 #include <vector>
 
 #include "support/finding.h"
@@ -66,6 +68,46 @@ bool same_words(const std::vector<ShellWord>& a, const std::vector<ShellWord>& b
     return true;
 }
 
+// The template without its operators, so that a shell can be asked for its words and has nothing to run or to open.
+std::string without_operators(const char* format)
+{
+    std::string bare;
+    char quote = '\0';
+    for (const char* at = format; *at != '\0'; ++at) {
+        if (quote == '\0' && (*at == '\'' || *at == '"'))
+            quote = *at;
+        else if (*at == quote)
+            quote = '\0';
+        bare += quote == '\0' && std::string("|&;<>").find(*at) != std::string::npos ? ' ' : *at;
+    }
+    return bare;
+}
+
+bool real_compose(char* line, std::size_t size, const char* format, const ShellValue* values, std::size_t count);
+std::FILE* real_fopen(const char* path, const char* mode);
+
+// Into the file that IPV6CTL_SHELL_LINES names, for tests/fuzz/shells: the line, the number of its words, the words,
+// each with a NUL behind it. Every line once.
+void note_for_shells(const char* format, const ShellValue* values, std::size_t count)
+{
+    static const char* const path = std::getenv("IPV6CTL_SHELL_LINES");
+    if (path == nullptr || count == 0)
+        return;
+    static std::FILE* const file = real_fopen(path, "wb");
+    static std::set<std::string> noted;
+    const std::string bare = without_operators(format);
+    std::string line(16384, '\0');
+    if (file == nullptr || !real_compose(line.data(), line.size(), bare.c_str(), values, count))
+        return;
+    line.resize(line.find('\0'));
+    if (!noted.insert(line).second)
+        return;
+    const std::vector<ShellWord> words = expected_words(bare.c_str(), values, count);
+    std::fprintf(file, "%s%c%zu%c", line.c_str(), '\0', words.size(), '\0');
+    for (const ShellWord& word : words)
+        std::fprintf(file, "%s%c", word.text.c_str(), '\0');
+}
+
 } // namespace
 
 std::set<std::string>& composed_lines()
@@ -88,6 +130,8 @@ extern "C" {
 bool __real__Z18compose_shell_linePcmPKcPK10ShellValuem(char* line, std::size_t size, const char* format,
                                                         const ShellValue* values, std::size_t count);
 
+std::FILE* __real_fopen(const char* path, const char* mode);
+
 bool __wrap__Z18compose_shell_linePcmPKcPK10ShellValuem(char* line, std::size_t size, const char* format,
                                                         const ShellValue* values, std::size_t count)
 {
@@ -95,7 +139,22 @@ bool __wrap__Z18compose_shell_linePcmPKcPK10ShellValuem(char* line, std::size_t 
     if (fits) {
         check_composed(format, values, count, line);
         composed_lines().insert(line);
+        note_for_shells(format, values, count);
     }
     return fits;
 }
 }
+
+namespace {
+
+bool real_compose(char* line, std::size_t size, const char* format, const ShellValue* values, std::size_t count)
+{
+    return __real__Z18compose_shell_linePcmPKcPK10ShellValuem(line, size, format, values, count);
+}
+
+std::FILE* real_fopen(const char* path, const char* mode)
+{
+    return __real_fopen(path, mode);
+}
+
+} // namespace

@@ -23,9 +23,13 @@ const std::set<std::string>& known_files()
         "/tmp/.ip6_neigh",
         "/tmp/.ip6_neigh_show",
         "/tmp/.ip6t",
+        "/tmp/.ip6t.lock",
         "/tmp/dhcp6c-wan.conf",
         "/tmp/dhcp6c-wan.leases",
+        "/tmp/dhcp6d",
         "/tmp/dhcp6d.conf",
+        "/tmp/dhcp6d.conf.lock",
+        "/tmp/dhcp6d.conf.new",
         "/tmp/dhcp6d.leases",
         "/tmp/host.log",
         "/tmp/ip6_rt",
@@ -33,6 +37,8 @@ const std::set<std::string>& known_files()
         "/tmp/ps_dhcp6c.txt",
         "/tmp/ps_dhcp6c_s.txt",
         "/tmp/radvd.conf",
+        "/tmp/radvd.conf.lock",
+        "/tmp/radvd.conf.new",
         "/tmp/rdnssd",
         "/tmp/resolv.conf.auto",
         "/tmp/sha.txt",
@@ -90,6 +96,7 @@ int __real_open(const char* path, int flags, ...);
 FILE* __real_fopen(const char* path, const char* mode);
 int __real_stat(const char* path, struct stat* status);
 int __real_unlink(const char* path);
+int __real_rename(const char* from, const char* to);
 int __real_socket(int domain, int type, int protocol);
 int __real_ioctl(int fd, unsigned long request, ...);
 time_t __real_time(time_t* out);
@@ -100,6 +107,7 @@ int unit_test_open(const char* path, int flags, ...);
 FILE* unit_test_fopen(const char* path, const char* mode);
 int unit_test_stat(const char* path, struct stat* status);
 int unit_test_unlink(const char* path);
+int unit_test_rename(const char* from, const char* to);
 int unit_test_socket(int domain, int type, int protocol);
 int unit_test_ioctl(int fd, unsigned long request, ...);
 time_t unit_test_time(time_t* out);
@@ -144,6 +152,15 @@ int __wrap_unlink(const char* path)
         return __real_unlink(path);
     check_file(path);
     return unit_test_unlink(path);
+}
+
+int __wrap_rename(const char* from, const char* to)
+{
+    if (!program_runs)
+        return __real_rename(from, to);
+    check_file(from);
+    check_file(to);
+    return unit_test_rename(from, to);
 }
 
 int __wrap_socket(int domain, int type, int protocol)

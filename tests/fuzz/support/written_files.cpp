@@ -34,7 +34,7 @@ void take_interface(Statements& conf, const char* bridge)
 {
     conf.expect(std::string("interface ") + bridge + " {");
     conf.expect("AdvSendAdvert on ;");
-    conf.expect("AdvLinkMTU # ;");
+    conf.take("AdvLinkMTU # ;");
     conf.expect("AdvCurHopLimit 255 ;");
     conf.expect("MinRtrAdvInterval 20 ;");
     conf.expect("MaxRtrAdvInterval 60 ;");

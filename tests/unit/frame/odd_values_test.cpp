@@ -97,6 +97,13 @@ TEST_F(OddValuesTest, a_quoted_identifier_is_a_text_of_the_clients_grammar)
     parm.wan_ip6_duid = "\"gateway 7\"";
     start_dhcp6c(test_tid, ASK_ADDR_INFO);
     EXPECT_EQ(read_file("/tmp/dhcp6c-wan.conf"), request + "send dhcp6.client-id \"gateway 7\";");
+    for (const char* const bare : {"7", "\"", "00:03:00:01", "\"open", "open\""}) {
+        parm.wan_ip6_duid = bare;
+        start_dhcp6c(test_tid, ASK_ADDR_INFO);
+        const bool written = std::string(bare).find('"') == std::string::npos;
+        EXPECT_EQ(read_file("/tmp/dhcp6c-wan.conf"),
+                  request + (written ? std::string("send dhcp6.client-id ") + bare + ";" : ""));
+    }
     parm.wan_ip6_duid = "\"gate\"; option x \"y\"";
     start_dhcp6c(test_tid, ASK_ADDR_INFO);
     EXPECT_EQ(read_file("/tmp/dhcp6c-wan.conf"), request);
