@@ -1,6 +1,6 @@
 // The user's list of open services, and the values that shape the base ruleset.
-#include "firewall/filter_record.h"
 #include "firewall/user_filter.h"
+#include "firewall/filter_record.h"
 #include "firewall/firewall.h"
 #include "params/param_record.h"
 #include "platform/config_store.h"
