@@ -90,7 +90,8 @@ int finish_output()
 
 void write_text(std::string_view text)
 {
-    fwrite(text.data(), 1, text.size(), stdout);
+    if (!text.empty()) // an empty one may lead nowhere
+        fwrite(text.data(), 1, text.size(), stdout);
 }
 
 int get(const char* argument)
