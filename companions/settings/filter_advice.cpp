@@ -64,7 +64,7 @@ void advise_filter(const SettingLines& settings, Findings& findings)
         }
         char text[1024] = {};
         const std::string_view record = first_part(rest, end);
-        if (record.size() < sizeof text)
+        if (!record.empty() && record.size() < sizeof text)
             memcpy(text, record.data(), record.size());
         advise_record(parse_filter_record(text), wan, findings, number + 1);
         rest = more ? rest_after(rest, end + 1) : std::string_view();

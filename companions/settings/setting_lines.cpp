@@ -46,7 +46,7 @@ std::string_view SettingLines::wan_section() const
     constexpr std::string_view start = "if2sect_";
     const std::string_view interface = get("wandataif", "system", "eth0");
     char key[64] = {};
-    if (start.size() + interface.size() >= sizeof key)
+    if (interface.empty() || start.size() + interface.size() >= sizeof key)
         return "wan100";
     memcpy(key, start.data(), start.size());
     memcpy(key + start.size(), interface.data(), interface.size());

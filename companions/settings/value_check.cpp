@@ -34,7 +34,7 @@ bool is_ip4(std::string_view text)
 {
     char copy[INET_ADDRSTRLEN] = {};
     in_addr address;
-    if (text.size() >= sizeof copy)
+    if (text.empty() || text.size() >= sizeof copy)
         return false;
     memcpy(copy, text.data(), text.size());
     return inet_pton(AF_INET, copy, &address) == 1;
