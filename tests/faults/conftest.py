@@ -1,6 +1,7 @@
 """Gateways whose surroundings fail; the device tests' sandbox underneath."""
 import pathlib
 import shutil
+import signal
 import sys
 
 import pytest
@@ -12,6 +13,9 @@ import sandbox                                                      # noqa: E402
 from fixtures import (_template, _world, pytest_assertrepr_compare, pytest_runtest_makereport)  # noqa: E402, F401
 from broken import BrokenGateway, Roots                             # noqa: E402
 from figures import Figures                                         # noqa: E402
+
+# Who runs the tests under nohup leaves the hangup ignored, and a program that is to die of it would live on.
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
 
 
 @pytest.fixture(scope="session")
