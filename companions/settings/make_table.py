@@ -91,34 +91,12 @@ def quoted(text):
     return '"' + re.sub(r'(["\\])', r"\\\1", text) + '"'
 
 
-def cpp_row(setting):
-    low, high, words = "0", "0", ""
-    if setting.type in ("number", "seconds"):
-        low, high = setting.arguments
-    elif setting.type == "text":
-        high = setting.arguments[0]
-    elif setting.type == "word":
-        words = " ".join(setting.arguments)
-    sections = " | ".join(f"in_{section}" for section in setting.sections)
-    return (f"    {{{quoted(setting.key)}, {sections}, {'true' if setting.kind == 'state' else 'false'}, "
-            f"SettingType::{setting.type.replace('-', '_')}, {low}LL, {high}LL, {quoted(words)}, "
-            f"{quoted(setting.default)},\n     {quoted(setting.read)},\n     {quoted(setting.written)},\n"
-            f"     {quoted(setting.meaning)}}},\n")
-
-
-def write_cpp(settings, path):
-    with open(path, "w", encoding="ascii") as out:
-        out.write('#include "settings_table.h"\n\nconst KnownSetting known_settings[] = {\n')
-        out.writelines(cpp_row(setting) for setting in settings)
-        out.write("};\nconst size_t known_setting_count = sizeof known_settings / sizeof known_settings[0];\n")
-
-
 def describe_type(setting):
     return {
         "number": lambda a: f"number, {a[0]} to {a[1]}",
         "seconds": lambda a: f"seconds, {a[0]} to {a[1]}",
         "text": lambda a: f"text of up to {a[0]} characters",
-        "word": lambda a: "one of " + ", ".join(a),
+        "word": lambda a: "one of: " + ", ".join(a),
         "flag": lambda a: "0 or 1",
         "ip6": lambda a: "IPv6 address",
         "ip4": lambda a: "IPv4 address",
@@ -135,6 +113,28 @@ def describe_type(setting):
         "sixrd": lambda a: "mask length, prefix length, prefix, relay",
         "sid-list": lambda a: "subnet ids, semicolons between them",
     }[setting.type](setting.arguments)
+
+
+def cpp_row(setting):
+    low, high, words = "0", "0", ""
+    if setting.type in ("number", "seconds"):
+        low, high = setting.arguments
+    elif setting.type == "text":
+        high = setting.arguments[0]
+    elif setting.type == "word":
+        words = " ".join(setting.arguments)
+    sections = " | ".join(f"in_{section}" for section in setting.sections)
+    return (f"    {{{quoted(setting.key)}, {sections}, {'true' if setting.kind == 'state' else 'false'}, "
+            f"SettingType::{setting.type.replace('-', '_')}, {low}LL, {high}LL, {quoted(words)}, "
+            f"{quoted(describe_type(setting))}, {quoted(setting.default)},\n     {quoted(setting.read)},\n     {quoted(setting.written)},\n"
+            f"     {quoted(setting.meaning)}}},\n")
+
+
+def write_cpp(settings, path):
+    with open(path, "w", encoding="ascii") as out:
+        out.write('#include "settings_table.h"\n\nconst KnownSetting known_settings[] = {\n')
+        out.writelines(cpp_row(setting) for setting in settings)
+        out.write("};\nconst size_t known_setting_count = sizeof known_settings / sizeof known_settings[0];\n")
 
 
 def scd_text(text):

@@ -58,69 +58,6 @@ void write_sections(const KnownSetting& setting)
     }
 }
 
-void write_type(const KnownSetting& setting)
-{
-    switch (setting.type) {
-    case SettingType::flag:
-        printf("0 or 1");
-        break;
-    case SettingType::number:
-        printf("number, %lld to %lld", setting.low, setting.high);
-        break;
-    case SettingType::seconds:
-        printf("seconds, %lld to %lld", setting.low, setting.high);
-        break;
-    case SettingType::ip6:
-        printf("IPv6 address");
-        break;
-    case SettingType::ip4:
-        printf("IPv4 address");
-        break;
-    case SettingType::host:
-        printf("IPv4 address or host name");
-        break;
-    case SettingType::ip6_list:
-        printf("IPv6 addresses, blanks between them");
-        break;
-    case SettingType::name_list:
-        printf("domain names, blanks between them");
-        break;
-    case SettingType::word:
-        printf("one of: %s", setting.words);
-        break;
-    case SettingType::hex2:
-        printf("two hexadecimal digits");
-        break;
-    case SettingType::gid:
-        printf("40 bits as xx:xxxx:xxxx");
-        break;
-    case SettingType::hostid:
-        printf("64 bits as xxxx:xxxx:xxxx:xxxx");
-        break;
-    case SettingType::duid:
-        printf("octets in hexadecimal, colons between them");
-        break;
-    case SettingType::interface:
-        printf("name of a network interface");
-        break;
-    case SettingType::section:
-        printf("name of a section");
-        break;
-    case SettingType::filter:
-        printf("records, / between them");
-        break;
-    case SettingType::sixrd:
-        printf("mask length, prefix length, prefix, relay");
-        break;
-    case SettingType::sid_list:
-        printf("subnet ids, semicolons between them");
-        break;
-    case SettingType::text:
-        printf("text of up to %lld characters", setting.high);
-        break;
-    }
-}
-
 void write_values_in_force(const Name& asked, const KnownSetting& setting, std::string_view lines)
 {
     const std::string_view wan_section = SettingLines(lines).wan_section();
@@ -169,9 +106,8 @@ bool help_setting(std::string_view name, std::string_view lines)
     }
     printf("%s\n  %s\n\n  in:         ", setting->key, setting->meaning);
     write_sections(*setting);
-    printf("\n  values:     ");
-    write_type(*setting);
-    printf("\n  missing:    counts as %s\n", setting->fallback[0] != '\0' ? setting->fallback : "empty");
+    printf("\n  values:     %s\n  missing:    counts as %s\n", setting->values,
+           setting->fallback[0] != '\0' ? setting->fallback : "empty");
     printf("  read by:    %s\n", setting->read_by);
     printf("  written by: %s%s\n", setting->written_by[0] != '-' ? setting->written_by : "nobody",
            setting->is_state ? " (the program keeps it; leave it alone)" : "");

@@ -39,6 +39,7 @@ struct KnownSetting {
     long long low;        // of a number or of seconds
     long long high;       // the same; of a text: characters
     const char* words;    // of a word: what it may be, blanks between
+    const char* values;   // what it may be, for a person
     const char* fallback; // what a missing key counts as
     const char* read_by;
     const char* written_by;
