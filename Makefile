@@ -34,7 +34,7 @@ demo: build
 	@lab/lab demo $(DEMO)
 
 ## make test       every test
-test: test-unit test-device test-kit test-store test-faults test-companions test-binary test-docs test-lab
+test: test-unit test-device test-kit test-store test-faults test-lab test-docs test-binary test-companions
 
 ## make test-unit  the functions, also under the sanitizers
 test-unit: build-tests asan
