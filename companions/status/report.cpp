@@ -96,27 +96,29 @@ Report::Added& Report::Added::good()
     return *this;
 }
 
-Report::Added& Report::Added::wrong(const char* format, ...)
+void Report::Added::judge(State state, const char* format, va_list values)
 {
     char why[value_capacity];
+    vsnprintf(why, sizeof why, format, values);
+    row_.state = state;
+    row_.why = report_.keep(why);
+}
+
+Report::Added& Report::Added::wrong(const char* format, ...)
+{
     va_list values;
     va_start(values, format);
-    vsnprintf(why, sizeof why, format, values);
+    judge(State::wrong, format, values);
     va_end(values);
-    row_.state = State::wrong;
-    row_.why = report_.keep(why);
     return *this;
 }
 
 Report::Added& Report::Added::unknown(const char* format, ...)
 {
-    char why[value_capacity];
     va_list values;
     va_start(values, format);
-    vsnprintf(why, sizeof why, format, values);
+    judge(State::unknown, format, values);
     va_end(values);
-    row_.state = State::unknown;
-    row_.why = report_.keep(why);
     return *this;
 }
 

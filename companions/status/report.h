@@ -1,6 +1,7 @@
 // What is known of the gateway, as rows: gathered first, shown as a screen or as JSON afterwards.
 #pragma once
 
+#include <stdarg.h>
 #include <stddef.h>
 
 // What a row says of the gateway's health.
@@ -39,6 +40,8 @@ public:
         [[gnu::format(printf, 2, 3)]] Added& unknown(const char* format, ...);
 
     private:
+        [[gnu::format(printf, 3, 0)]] void judge(State state, const char* format, va_list values);
+
         Report& report_;
         Row& row_;
     };
