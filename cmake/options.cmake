@@ -28,4 +28,15 @@ else()
         $<$<CONFIG:Release,MinSizeRel,RelWithDebInfo>:-U_FORTIFY_SOURCE>
         $<$<CONFIG:Release,MinSizeRel,RelWithDebInfo>:-D_FORTIFY_SOURCE=2>)
     target_link_options(ipv6ctl_options INTERFACE -pie LINKER:-z,relro,-z,now,-z,noexecstack,-z,text)
+
+    # What a device has little of: no code or text that nothing uses, no tables for unwinding (nothing throws, and
+    # debuggers have their own), one optimization over the whole program. docs/performance.md has what each one saves.
+    target_compile_options(ipv6ctl_options INTERFACE
+        -ffunction-sections -fdata-sections -fno-unwind-tables -fno-asynchronous-unwind-tables)
+    target_link_options(ipv6ctl_options INTERFACE LINKER:--gc-sections)
+    include(CheckIPOSupported)
+    check_ipo_supported(RESULT IPV6CTL_WHOLE_PROGRAM OUTPUT unused LANGUAGES C CXX)
+    if(IPV6CTL_WHOLE_PROGRAM AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+        set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+    endif()
 endif()

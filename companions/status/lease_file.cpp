@@ -36,6 +36,7 @@ private:
 LeasedPart take_part(Tokens& tokens)
 {
     LeasedPart part;
+    part.length = 128;
     Text<64> token;
     tokens.next(token);
     if (char* const slash = strchr(token.data(), '/')) {

@@ -5,7 +5,7 @@
 
 struct LeasedPart {
     bool is_there = false;
-    unsigned length = 128;
+    unsigned length = 0; // 128 where the file says none
     in6_addr address = {};
     long long starts = 0;    // seconds since 1970
     long long preferred = 0; // seconds from then

@@ -1,5 +1,6 @@
 #include "ruleset_file.h"
 
+#include <cstdarg>
 #include <cstdlib>
 #include <fcntl.h>
 
@@ -14,4 +15,14 @@ void append_to_ruleset(const char* piece)
         std::exit(1);
     }
     file.write(piece, std::strlen(piece));
+}
+
+void append_formatted_to_ruleset(const char* format, ...)
+{
+    char piece[10240];
+    std::va_list values;
+    va_start(values, format);
+    print_values(piece, sizeof piece, format, values);
+    va_end(values);
+    append_to_ruleset(piece);
 }

@@ -1,18 +1,18 @@
 // The commands of the program: which name runs which sequence.
 #pragma once
 
-#include <array>
+#include <iterator>
 #include <string_view>
 
 #include "commands.h"
 
 struct Command {
-    std::string_view word; // looked for anywhere in the invocation's name, path included
+    char word[24]; // looked for anywhere in the invocation's name, path included
     Outcome (*run)(const Invocation&);
 };
 
 // Tested in this order; the first word found wins.
-inline constexpr std::array CommandTable = {
+inline constexpr Command CommandTable[] = {
     Command{"zel_ipv6_lan", zel_ipv6_lan_command},
     Command{"zel_ip6neigh_update", zel_ip6neigh_update_command},
     Command{"zel_dhcp6c_update", zel_dhcp6c_update_command},
@@ -33,9 +33,9 @@ inline constexpr std::array CommandTable = {
 
 consteval bool every_command_can_be_reached()
 {
-    for (std::size_t later = 0; later < CommandTable.size(); ++later) {
+    for (std::size_t later = 0; later < std::size(CommandTable); ++later) {
         for (std::size_t earlier = 0; earlier < later; ++earlier) {
-            if (CommandTable[later].word.find(CommandTable[earlier].word) != std::string_view::npos)
+            if (std::string_view(CommandTable[later].word).find(CommandTable[earlier].word) != std::string_view::npos)
                 return false;
         }
     }

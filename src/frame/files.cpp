@@ -1,5 +1,6 @@
 #include "files.h"
 
+#include <cstdarg>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -101,6 +102,16 @@ void FileWriter::put(const char* text)
             flush();
         buffer_[used_++] = *text;
     }
+}
+
+void FileWriter::put_formatted(const char* format, ...)
+{
+    char piece[512];
+    std::va_list values;
+    va_start(values, format);
+    print_values(piece, sizeof piece, format, values);
+    va_end(values);
+    put(piece);
 }
 
 void FileWriter::put_line(const char* text)

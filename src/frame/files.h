@@ -82,9 +82,7 @@ public:
     template <class... A>
     void print(FormatFor<A...> format, const A&... values)
     {
-        Text<512> piece;
-        piece.print(format, values...);
-        put(piece);
+        put_formatted(format.text, printf_value(values)...);
     }
 
     // The same, followed by a line end.
@@ -99,6 +97,7 @@ public:
     bool put_in_place();
 
 private:
+    void put_formatted(const char* format, ...);
     void flush();
 
     Text<64> path_;

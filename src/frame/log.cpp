@@ -28,6 +28,13 @@ void append_line(const FileDescriptor& file, const char* name, const char* forma
         file.write(line, length);
 }
 
+// Every line opens the log anew, so that it costs no look at what was opened: a link is refused and a FIFO waits for
+// nobody.
+int open_log()
+{
+    return open(log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
+}
+
 // The console is a terminal, which takes a text when it can.
 int open_console(int flags)
 {
@@ -47,7 +54,7 @@ void log_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(FileDescriptor(log_path, O_WRONLY | O_APPEND | O_CREAT), name, format, values);
+    append_line(FileDescriptor(open_log()), name, format, values);
     va_end(values);
 }
 

@@ -46,7 +46,7 @@ int error_end(const char* name)
 Outcome run_command(const Invocation& run)
 {
     for (const Command& command : CommandTable) {
-        if (std::strstr(run.argv[0], command.word.data()) != nullptr)
+        if (std::strstr(run.argv[0], command.word) != nullptr)
             return command.run(run);
     }
     return Outcome::not_supported;

@@ -116,6 +116,13 @@ int zel_system(const ShellLine& line)
     return status;
 }
 
+int run_composed(const char* format, const ShellValue* values, std::size_t count)
+{
+    ShellLine line;
+    line.compose(format, values, count);
+    return zel_system(line);
+}
+
 int shell_output(const ShellLine& line, char* output, std::size_t size)
 {
     if (!line.fits()) {

@@ -49,13 +49,21 @@ public:
     explicit ShellLine(ShellFormatFor<A...> format, const A&... values)
     {
         const ShellValue list[] = {ShellValue(printf_value(values))..., ShellValue(0)};
-        fits_ = compose_shell_line(line_, sizeof line_, format.text, list, sizeof...(A));
+        compose(format.text, list, sizeof...(A));
     }
 
     const char* c_str() const { return line_; }
     bool fits() const { return fits_; }
 
 private:
+    friend int run_composed(const char* format, const ShellValue* values, std::size_t count);
+
+    ShellLine() = default;
+    void compose(const char* format, const ShellValue* values, std::size_t count)
+    {
+        fits_ = compose_shell_line(line_, sizeof line_, format, values, count);
+    }
+
     char line_[1024];
     bool fits_;
 };
@@ -64,11 +72,16 @@ private:
 // logged and not run.
 int zel_system(const ShellLine& line);
 
+// Composes a line as compose_shell_line does and runs it. Returns as zel_system does. For run_shell, which has checked
+// the values.
+int run_composed(const char* format, const ShellValue* values, std::size_t count);
+
 // Composes a line and runs it. Returns as zel_system does.
 template <class... A>
 int run_shell(ShellFormatFor<A...> format, const A&... values)
 {
-    return zel_system(ShellLine(format, values...));
+    const ShellValue list[] = {ShellValue(printf_value(values))..., ShellValue(0)};
+    return run_composed(format.text, list, sizeof...(A));
 }
 
 // Runs a line and copies its standard output, cut to `size` - 1 bytes, into `output`. Returns the number of bytes,

@@ -1,6 +1,5 @@
 #include "text.h"
 
-#include <cstdarg>
 #include <cstdio>
 
 // The formats were checked against their values where they were written (printf_format.h).
@@ -26,7 +25,13 @@ bool print_text(char* to, std::size_t size, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    const int length = vsnprintf(to, size, format, values);
+    const bool cut = print_values(to, size, format, values);
     va_end(values);
+    return cut;
+}
+
+bool print_values(char* to, std::size_t size, const char* format, std::va_list values)
+{
+    const int length = vsnprintf(to, size, format, values);
     return length < 0 || static_cast<std::size_t>(length) >= size;
 }

@@ -1,6 +1,7 @@
 // Text of bounded size: a fixed buffer that cuts on assignment and knows whether it was cut.
 #pragma once
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstring>
 
@@ -10,6 +11,7 @@
 bool copy_text(char* to, std::size_t size, const char* from, std::size_t length);
 bool append_text(char* to, std::size_t size, const char* from, std::size_t length);
 bool print_text(char* to, std::size_t size, const char* format, ...);
+bool print_values(char* to, std::size_t size, const char* format, std::va_list values);
 
 // A NUL-terminated text of at most N - 1 bytes. N is the buffer size, terminator included.
 template <std::size_t N>

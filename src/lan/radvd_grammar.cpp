@@ -8,73 +8,19 @@ namespace {
 constexpr char digits[] = "0123456789";
 constexpr char letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
-// The words of the grammar that could also be a domain's only label.
-constexpr const char* keywords[] = {
-    "Adv6LBRaddress",
-    "AdvAutonomous",
-    "AdvContextCompressionFlag",
-    "AdvContextID",
-    "AdvContextPrefix",
-    "AdvCurHopLimit",
-    "AdvDNSSLLifetime",
-    "AdvDefaultLifetime",
-    "AdvDefaultPreference",
-    "AdvHomeAgentFlag",
-    "AdvHomeAgentInfo",
-    "AdvIntervalOpt",
-    "AdvLifeTime",
-    "AdvLinkMTU",
-    "AdvManagedFlag",
-    "AdvMobRtrSupportFlag",
-    "AdvOnLink",
-    "AdvOtherConfigFlag",
-    "AdvPreferredLifetime",
-    "AdvRAMTU",
-    "AdvRASolicitedUnicast",
-    "AdvRASrcAddress",
-    "AdvRDNSSLifetime",
-    "AdvRDNSSOpen",
-    "AdvRDNSSPreference",
-    "AdvReachableTime",
-    "AdvRetransTimer",
-    "AdvRouteLifetime",
-    "AdvRoutePreference",
-    "AdvRouterAddr",
-    "AdvSendAdvert",
-    "AdvSourceLLAddress",
-    "AdvValidLifeTime",
-    "AdvValidLifetime",
-    "AdvVersionHigh",
-    "AdvVersionLow",
-    "Base6Interface",
-    "Base6to4Interface",
-    "DNSSL",
-    "DecrementLifetimes",
-    "DeprecatePrefix",
-    "FlushDNSSL",
-    "FlushRDNSS",
-    "HomeAgentLifetime",
-    "HomeAgentPreference",
-    "IgnoreIfMissing",
-    "MaxRtrAdvInterval",
-    "MinDelayBetweenRAs",
-    "MinRtrAdvInterval",
-    "RDNSS",
-    "RemoveRoute",
-    "UnicastOnly",
-    "abro",
-    "clients",
-    "high",
-    "infinity",
-    "interface",
-    "low",
-    "lowpanco",
-    "medium",
-    "off",
-    "on",
-    "prefix",
-    "route",
-};
+// The words of the grammar that could also be a domain's only label, each with a blank before and after it: one text
+// needs no address of each word, which the loader would have to fill in at every start.
+constexpr char keywords[] =
+    " Adv6LBRaddress AdvAutonomous AdvContextCompressionFlag AdvContextID AdvContextPrefix AdvCurHopLimit "
+    "AdvDNSSLLifetime AdvDefaultLifetime AdvDefaultPreference AdvHomeAgentFlag AdvHomeAgentInfo "
+    "AdvIntervalOpt AdvLifeTime AdvLinkMTU AdvManagedFlag AdvMobRtrSupportFlag AdvOnLink "
+    "AdvOtherConfigFlag AdvPreferredLifetime AdvRAMTU AdvRASolicitedUnicast AdvRASrcAddress "
+    "AdvRDNSSLifetime AdvRDNSSOpen AdvRDNSSPreference AdvReachableTime AdvRetransTimer AdvRouteLifetime "
+    "AdvRoutePreference AdvRouterAddr AdvSendAdvert AdvSourceLLAddress AdvValidLifeTime AdvValidLifetime "
+    "AdvVersionHigh AdvVersionLow Base6Interface Base6to4Interface DNSSL DecrementLifetimes "
+    "DeprecatePrefix FlushDNSSL FlushRDNSS HomeAgentLifetime HomeAgentPreference IgnoreIfMissing "
+    "MaxRtrAdvInterval MinDelayBetweenRAs MinRtrAdvInterval RDNSS RemoveRoute UnicastOnly abro clients "
+    "high infinity interface low lowpanco medium off on prefix route ";
 
 bool is_made_of(const char* text, const char* characters)
 {
@@ -90,11 +36,9 @@ bool is_address(const char* text)
 
 bool is_keyword(const char* text)
 {
-    for (const char* const keyword : keywords) {
-        if (std::strcmp(text, keyword) == 0)
-            return true;
-    }
-    return false;
+    Text<130> word;
+    word.print(" %s ", text);
+    return std::strstr(keywords, word) != nullptr;
 }
 
 // Texts of digits, dots and signs may read as a number, so that a letter has to be among them.

@@ -28,11 +28,14 @@ struct LanSide {
     MacOctets& mac;
 };
 
-LanSide lan0();
-LanSide lan1();
-
 // The side that a flag of the form "0 is LAN0, anything else LAN1" names.
-inline LanSide lan_side(int is_lan1)
+LanSide lan_side(int is_lan1);
+
+inline LanSide lan0()
 {
-    return is_lan1 == 0 ? lan0() : lan1();
+    return lan_side(0);
+}
+inline LanSide lan1()
+{
+    return lan_side(1);
 }

@@ -24,7 +24,7 @@ same() {
 
 rm -rf "$build"
 mkdir -p "$build"
-"$cmake" -S "$source" -B "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
+"$cmake" -S "$source" -B "$build" -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" \
     -DIPV6CTL_PLATFORM=device -DIPV6CTL_DEVICE_LIBRARIES="$stub" -DIPV6CTL_TESTS=OFF >"$build.log" 2>&1 ||
     { cat "$build.log" >&2; fail "the build could not be configured"; }
 "$cmake" --build "$build" >>"$build.log" 2>&1 || { cat "$build.log" >&2; fail "the program could not be built"; }
