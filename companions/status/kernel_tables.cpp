@@ -64,6 +64,8 @@ bool take(Message message, KernelAddress& address)
     address.index = body.ifa_index;
     address.length = body.ifa_prefixlen;
     address.flags = body.ifa_flags;
+    address.preferred = UINT32_MAX; // as the kernel means it when it tells no lifetimes
+    address.valid = UINT32_MAX;
     bool has_local = false;
     bool found = false;
     while (message.next()) {
