@@ -7,7 +7,7 @@ DESTDIR :=
 PREFIX := /usr
 JUNIT := build/lab/junit
 
-.PHONY: help build build-tests asan cross musl test-cross test-reproducible demo test test-unit test-device test-kit test-store test-faults test-companions test-lab test-scenarios test-day test-vm lab-repeat test-binary test-fuzz test-valgrind test-long coverage fuzz lint format man pages install uninstall deb test-docs test-packages clean
+.PHONY: help build build-tests asan cross musl test-cross test-reproducible demo test test-unit test-device test-kit test-store test-faults test-companions test-lab test-scenarios test-day test-vm lab-repeat test-binary test-fuzz test-valgrind test-long coverage fuzz lint format man pages install uninstall deb test-docs test-packages bench bench-guard bench-programs bench-event clean
 
 help:
 	@sed -n 's/^## //p' $(firstword $(MAKEFILE_LIST))
@@ -16,7 +16,7 @@ help:
 build:
 	@tools/need-packages build
 	@cmake --preset release
-	@cmake --build build -j $(JOBS) --target ipv6ctl ccfg_cli ipv6status
+	@cmake --build build -j $(JOBS) --target ipv6ctl ccfg_cli ipv6status ipv6rehearse_tools
 
 build-tests: build
 	@tools/need-packages test
@@ -107,9 +107,11 @@ test-fuzz:
 	JOBS=$$((2 * $(JOBS))) tests/fuzz/run 20
 
 ## make test-valgrind  the device tests under memcheck, leaks included; not part of `make test`
-test-valgrind: build
-	@tools/need-packages test valgrind
-	PYTHONPATH=tests/under $(PYTEST) -p with_valgrind -n $(JOBS) tests/device
+test-valgrind:
+	@tools/need-packages build test valgrind
+	@cmake --preset memcheck
+	@cmake --build build/memcheck -j $(JOBS) --target ipv6ctl ccfg_cli
+	IPV6CTL=build/memcheck/ipv6ctl CCFG_CLI=build/memcheck/ccfg_cli PYTHONPATH=tests/under $(PYTEST) -p with_valgrind -n $(JOBS) tests/device
 
 ## make test-long  the long forms: store, faults, ten minutes of fuzzing a target, memcheck
 test-long: build
@@ -198,6 +200,26 @@ test-docs: build pages
 test-packages: deb
 	@tools/need-packages test packages
 	$(PYTEST) tests/packaging/test_debs.py
+
+## make bench      what the program costs beside what it cannot do without: build/bench/results.json, docs/performance.md
+bench: bench-programs
+	@bench/run
+	@bench/page
+
+## make bench-guard  fails when the program carries out over 3 % more instructions than bench/instructions.json has
+bench-guard: bench-programs
+	@bench/guard
+
+bench-programs: build
+	@tools/need-packages build test bench
+	@cmake --build build -j $(JOBS) --target bench_programs
+	$(PYTEST) bench/test_shell_twins.py bench/test_system_calls.py bench/test_figures.py
+
+## make bench-event  from the provider's Reply to a host's address, beside dhcpcd and systemd-networkd: N=10
+bench-event: build
+	@tools/need-packages test lab event
+	$(PYTEST) bench/event
+	@bench/event/run -n $(or $(N),10)
 
 ## make clean
 clean:

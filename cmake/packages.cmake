@@ -45,8 +45,8 @@ device's firmware on an ordinary system is in ipv6ctl-stock.")
 
 set(CPACK_DEBIAN_STOCK_PACKAGE_NAME ipv6ctl-stock)
 set(CPACK_DEBIAN_STOCK_PACKAGE_DEPENDS
-    "ipv6ctl (= ${PROJECT_VERSION}-1), busybox-static | busybox, conntrack, dnsmasq-base, iproute2, iptables, isc-dhcp-client, isc-dhcp-server, net-tools, procps, psmisc, radvd, rdnssd")
-set(CPACK_DEBIAN_STOCK_PACKAGE_RECOMMENDS "cron | cron-daemon, logrotate")
+    "ipv6ctl (= ${PROJECT_VERSION}-1), python3:any, busybox-static | busybox, conntrack, dnsmasq-base, iproute2, iptables, isc-dhcp-client, isc-dhcp-server, net-tools, procps, psmisc, radvd, rdnssd")
+set(CPACK_DEBIAN_STOCK_PACKAGE_RECOMMENDS "bubblewrap, cron | cron-daemon, logrotate")
 set(CPACK_DEBIAN_STOCK_PACKAGE_SUGGESTS "ppp")
 set(CPACK_DEBIAN_STOCK_PACKAGE_CONTROL_EXTRA
     "${PROJECT_SOURCE_DIR}/packaging/debian/stock/preinst;${PROJECT_SOURCE_DIR}/packaging/debian/stock/postinst;${PROJECT_SOURCE_DIR}/packaging/debian/stock/prerm;${PROJECT_SOURCE_DIR}/packaging/debian/stock/postrm;${PROJECT_SOURCE_DIR}/packaging/debian/stock/conffiles")
@@ -54,7 +54,8 @@ set(CPACK_DEBIAN_STOCK_DESCRIPTION "turns a Debian system into a gateway that ip
 The configuration store and its tool, the scripts that a device's firmware
 has, and adapters over dhclient, ps, nslookup and the multicast proxy. The
 stock dhclient is diverted while the package is installed. ipv6status shows
-the gateway at a glance.")
+the gateway at a glance, ipv6rehearse what a command would do with given
+settings.")
 
 set(CPACK_DEBIAN_LAB_PACKAGE_NAME ipv6ctl-lab)
 set(CPACK_DEBIAN_LAB_PACKAGE_DEPENDS

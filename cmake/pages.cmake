@@ -32,7 +32,7 @@ if(SCDOC)
     get_property(pages GLOBAL PROPERTY IPV6CTL_PAGES)
     add_custom_target(own_pages DEPENDS ${pages})
     add_dependencies(pages own_pages)
-    foreach(tool IN ITEMS ipv6trace ipv6status)   # each brings its own page
+    foreach(tool IN ITEMS ipv6trace ipv6status ipv6rehearse)   # each brings its own page
         if(TARGET ${tool}_page)
             add_dependencies(pages ${tool}_page)
         endif()

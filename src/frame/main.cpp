@@ -1,10 +1,12 @@
 // One invocation: a transaction, one command chosen by the name, a commit.
 
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
+
+#include <initializer_list>
 
 #include "command_table.h"
 #include "log.h"
@@ -16,8 +18,11 @@ namespace {
 // would write into that.
 void open_standard_descriptors()
 {
-    for (int number = 0; number >= 0 && number <= STDERR_FILENO;)
+    int number = 0;
+    while (number >= 0 && number <= STDERR_FILENO)
         number = open("/dev/null", O_RDWR);
+    if (number > STDERR_FILENO)
+        close(number); // not for the shell lines and the daemons that they start
 }
 
 // While it lives, a message to a standard error whose reader has gone away does not end the process.
@@ -36,6 +41,18 @@ public:
 private:
     struct sigaction before_ = {};
 };
+
+// Writes one message to standard error, in one call and without the C library's stream, which would take memory.
+void tell(const char* before, const char* name, const char* after)
+{
+    const BrokenPipeIgnored ignored;
+    iovec parts[3] = {};
+    std::size_t count = 0;
+    for (const char* text : {before, name, after})
+        parts[count++] = {const_cast<char*>(text), std::strlen(text)};
+    if (writev(STDERR_FILENO, parts, 3) < 0)
+        return; // nobody is left to tell
+}
 
 int error_end(const char* name)
 {
@@ -65,19 +82,16 @@ int main(int argc, char** argv)
 
     const int tid = tesa_start_transc();
     if (tid == -1) {
-        const BrokenPipeIgnored ignored;
-        dprintf(STDERR_FILENO, "Failed to start a transaction to zel middle\n");
+        tell("Failed to start a transaction to zel middle\n", "", "");
         return error_end(name);
     }
     log_line("main", "^_^[%s] start.\n", name);
     switch (run_command({.tid = tid, .argc = argc, .argv = argv})) {
     case Outcome::refused:
         return error_end(name);
-    case Outcome::not_supported: {
-        const BrokenPipeIgnored ignored;
-        dprintf(STDERR_FILENO, "\t%s is not support!\n", name);
+    case Outcome::not_supported:
+        tell("\t", name, " is not support!\n");
         break;
-    }
     case Outcome::completed:
         break;
     }

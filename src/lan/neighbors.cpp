@@ -15,13 +15,30 @@ constexpr char stored_path[] = "/tmp/.ip6_neigh";
 constexpr char shown_path[] = "/tmp/.ip6_neigh_show";
 constexpr int forget_after = 600; // seconds
 
-// "ADDRESS dev DEVICE lladdr xx:xx:xx:xx:xx:xx"
+// "xx:xx:xx:xx:xx:xx"
+Text<18> hexadecimal(const std::array<unsigned char, 6>& octets)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    Text<18> text;
+    char* to = text.data();
+    for (const unsigned char octet : octets) {
+        *to++ = digits[octet >> 4];
+        *to++ = digits[octet & 0xF];
+        *to++ = ':';
+    }
+    to[-1] = '\0';
+    return text;
+}
+
+// "ADDRESS dev DEVICE lladdr xx:xx:xx:xx:xx:xx"; put together by hand, because every comparison is told with one.
 Text<128> described(const Neighbor& n)
 {
-    const auto octet = [&n](std::size_t i) { return static_cast<unsigned>(n.lladdr[i]); };
     Text<128> text;
-    text.print("%s dev %s lladdr %02x:%02x:%02x:%02x:%02x:%02x", n.address, n.device, octet(0), octet(1), octet(2),
-               octet(3), octet(4), octet(5));
+    text.append(n.address);
+    text.append(" dev ");
+    text.append(n.device);
+    text.append(" lladdr ");
+    text.append(hexadecimal(n.lladdr));
     return text;
 }
 

@@ -1,7 +1,7 @@
 """A Debian system in a folder: made once by debootstrap, with the dependencies of the packages; a test changes a layer over it.
 
-IPV6CTL_DEBIAN_BASE names the folder (default: debian-root in the build folder). It is made anew when it is not there or was not finished;
-that takes some minutes and needs Debian's archive.
+IPV6CTL_DEBIAN_BASE names the folder (default: debian-root in the build folder). It is made anew when it is not there, was not finished or
+has other packages than are needed; that takes some minutes and needs Debian's archive.
 """
 import os
 import pathlib
@@ -12,7 +12,7 @@ import subprocess
 
 SUITE = "bookworm"
 MIRROR = "http://deb.debian.org/debian"
-BESIDE = ("cron", "logrotate", "ppp")     # what a gateway has and the packages do not need
+BESIDE = ("bubblewrap", "cron", "logrotate", "ppp")     # what a gateway has and the packages do not need
 READY = "var/lib/ready-for-packages"
 # What dpkg and the C library keep for themselves and write anew.
 BOOKKEEPING = re.compile(r"/(var/lib/dpkg/(status|available|diversions|lock|triggers|updates|statoverride)|var/log/|var/cache/"
@@ -37,20 +37,20 @@ def unshared(script):
 
 
 def make_base(base, debs):
-    if (base / READY).exists():
+    names = " ".join([*dependencies(debs), *BESIDE])
+    if (base / READY).exists() and (base / READY).read_text(encoding="ascii") == names:
         return
     shutil.rmtree(base, ignore_errors=True)
     base.parent.mkdir(parents=True, exist_ok=True)
     subprocess.run(["debootstrap", "--variant=minbase", SUITE, base, MIRROR], check=True, stdout=subprocess.DEVNULL)
     (base / "usr/sbin/policy-rc.d").write_text("#!/bin/sh\nexit 101\n", encoding="utf-8")
     (base / "usr/sbin/policy-rc.d").chmod(0o755)
-    names = " ".join([*dependencies(debs), *BESIDE])
     install = f"export DEBIAN_FRONTEND=noninteractive; apt-get -qq update; apt-get -qq -y install --no-install-recommends {names}"
     # With the machine's network: the packages come from the archive.
     subprocess.run(["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-ec",
                     f"mount -t proc proc {base}/proc; exec chroot {base} sh -ec {shlex.quote(install)}"],
                    check=True, stdout=subprocess.DEVNULL)
-    (base / READY).touch()
+    (base / READY).write_text(names, encoding="ascii")
 
 
 class DebianRoot:

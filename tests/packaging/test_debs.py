@@ -86,7 +86,8 @@ def test_an_installed_gateway_works(root, debs):
     assert root.run("zel_resolv_update").returncode == 1
     assert "zel_resolv_update" in root.must("ipv6trace --brief --all")
     assert root.run("ipv6status --help").returncode == 0
-    for page in ("man8/ipv6ctl", "man8/dhcp6c_start", "man5/ipv6ctl-log", "man5/ipv6ctl-settings", "man1/ccfg_cli"):
+    assert root.must("ipv6rehearse --quiet --delegated 3fff:1234:0:5600::/56 && echo good") == "good\n"
+    for page in ("man8/ipv6ctl", "man8/dhcp6c_start", "man5/ipv6ctl-log", "man5/ipv6ctl-settings", "man1/ccfg_cli", "man1/ipv6rehearse"):
         assert root.must(f"zcat /usr/share/man/{page}.{page[3]}.gz").startswith(".\\\"")
 
 

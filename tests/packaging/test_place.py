@@ -54,9 +54,10 @@ def test_the_device_layout_is_there(root):
     assert (root / "usr/lib/firewall/firewallv6.user").is_file()
     assert (root / "lib").is_symlink()
     assert (root / "usr/bin/ipv6trace").stat().st_mode & 0o777 == 0o755
-    for page in ("man8/ipv6ctl.8", "man5/ipv6ctl-log.5", "man5/ipv6ctl-settings.5", "man1/ccfg_cli.1", "man1/ipv6trace.1"):
+    for page in ("man8/ipv6ctl.8", "man5/ipv6ctl-log.5", "man5/ipv6ctl-settings.5", "man1/ccfg_cli.1", "man1/ipv6trace.1",
+                 "man1/ipv6rehearse.1"):
         assert (root / "usr/share/man" / page).read_text(encoding="utf-8").startswith(".\\\"")
-    for tool in ("ccfg_cli", "ipv6trace"):
+    for tool in ("ccfg_cli", "ipv6trace", "ipv6rehearse"):
         assert (root / "usr/share/bash-completion/completions" / tool).is_file()
 
 
@@ -109,6 +110,8 @@ def test_a_prefix_moves_what_people_start_and_read_only(root):
     assert {"opt/gateway/bin/ipv6trace", "opt/gateway/share/man/man8/ipv6ctl.8", "usr/sbin/ipv6ctl"} <= came
     shown = subprocess.run([root / "opt/gateway/bin/ipv6trace", "--version"], capture_output=True, text=True, check=True)
     assert shown.stdout.startswith("ipv6trace (ipv6ctl) ")
+    shown = subprocess.run([root / "opt/gateway/bin/ipv6rehearse", "--version"], capture_output=True, text=True, check=True)
+    assert shown.stdout.startswith("ipv6rehearse (ipv6ctl) ")
     done(place("uninstall", root, "/opt/gateway"))
     assert listing(root) == before
 

@@ -2,7 +2,21 @@
 
 #include <string.h>
 
+#include <array>
+
 #include "text_parts.h"
+
+namespace {
+
+// What a section or key is made of. A table, because every start of the program looks at every name of the store.
+constexpr std::array<bool, 256> name_letters = [] {
+    std::array<bool, 256> letters = {};
+    for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-"))
+        letters[static_cast<unsigned char>(c)] = true;
+    return letters;
+}();
+
+} // namespace
 
 bool is_control(char c)
 {
@@ -10,17 +24,17 @@ bool is_control(char c)
     return byte < 0x20 || byte == 0x7f;
 }
 
+size_t name_part_size(std::string_view text)
+{
+    size_t size = 0;
+    while (size < text.size() && name_letters[static_cast<unsigned char>(text[size])])
+        ++size;
+    return size <= max_name_part ? size : 0;
+}
+
 bool is_name_part(std::string_view text)
 {
-    if (text.empty() || text.size() > max_name_part)
-        return false;
-    for (const char c : text) {
-        const bool fits = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_'
-                          || c == '.' || c == '-';
-        if (!fits)
-            return false;
-    }
-    return true;
+    return !text.empty() && name_part_size(text) == text.size();
 }
 
 bool SettingName::assign(std::string_view key, std::string_view section)

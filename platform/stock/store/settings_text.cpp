@@ -11,23 +11,43 @@ StoredSetting setting_of(std::string_view line)
     return {first_part(line, value), rest_after(line, value)};
 }
 
+// Size of "key@section=" at the front of `text`; 0 when something else is there.
+size_t record_size(std::string_view text)
+{
+    const size_t key = name_part_size(text);
+    if (key == 0 || key == text.size() || text[key] != '@')
+        return 0;
+    const std::string_view behind = rest_after(text, key + 1);
+    const size_t section = name_part_size(behind);
+    if (section == 0 || section == behind.size() || behind[section] != '=')
+        return 0;
+    return key + 1 + section + 1;
+}
+
+// Number of bytes before the first control character, which a line end is too.
+size_t value_size(std::string_view text)
+{
+    size_t size = 0;
+    while (size < text.size() && !is_control(text[size]))
+        ++size;
+    return size;
+}
+
 } // namespace
 
 bool are_settings(std::string_view lines)
 {
-    if (!lines.empty() && lines.back() != '\n')
-        return false;
     std::string_view previous;
     while (!lines.empty()) {
-        const std::string_view line = first_part(lines, lines.find('\n'));
-        SettingName name;
-        std::string_view value;
-        if (parse_setting(line, name, value) != nullptr)
+        const std::string_view record = first_part(lines, record_size(lines));
+        if (record <= previous)
             return false;
-        const StoredSetting setting = take_setting(lines);
-        if (setting.record <= previous)
+        previous = record;
+        lines = rest_after(lines, record.size());
+        const size_t value = value_size(lines);
+        if (value > max_value || value == lines.size() || lines[value] != '\n')
             return false;
-        previous = setting.record;
+        lines = rest_after(lines, value + 1);
     }
     return true;
 }

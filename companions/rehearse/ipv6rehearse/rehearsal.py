@@ -1,0 +1,139 @@
+"""One rehearsal: the program run in a private root, and what came of it."""
+import contextlib
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+from dataclasses import dataclass
+
+from ipv6recorder.gateway import Gateway
+from ipv6recorder.network import World
+from ipv6recorder.transcript import os_text
+
+from .inputs import STATE_LIMIT, give_settings, give_state, read_limited
+from .places import RunFailed, Unusable, demand_room_for_programs, template
+from .surroundings import furnish
+from .verdicts import REFUSED, judge_all
+
+SUCCESS = 1                         # the program's exit status when all went well
+# What the program says of a value that it did not use.
+NOTES = re.compile(r"is left out of|does not fit into|holds a control character and counts as|line too long, not run")
+
+
+@dataclass
+class Rehearsal:
+    command: str
+    arguments: list
+    source: str                     # where the settings are from
+    surroundings: list
+    remarks: list                   # what the settings' own check says
+    run: object                     # ipv6recorder's Run
+    files: dict                     # {path: text} of the files that it wrote, also where they are as before
+    removed: list
+    current: dict                   # what it is compared with, {path: text}: the given state, or the machine's own files
+    verdicts: list
+
+    @property
+    def notes(self):
+        """What the program's log says of values that were not used."""
+        return [re.sub(r"^\[[^\]]*\]\[-?\d+\] ?", "", line) for line in self.run.log_lines if NOTES.search(line)]
+
+    @property
+    def failure(self):
+        """Why the run itself counts as failed; None when it does not."""
+        status = self.run.status
+        if status == SUCCESS:
+            return None
+        if self.run.gave_up_waiting:
+            return f"was ended after {len(self.run.pauses)} pauses: it waits for something that does not come here"
+        if status < 0:
+            return f"was ended by signal {-status}"
+        return f"ended with exit status {status}, not {SUCCESS}; {self._last_words()}"
+
+    @property
+    def advice(self):
+        """What helps with the commonest reason why files are refused; None where it is another."""
+        if self.good or self.run.store_before.get("ip6_dhcp6c_prefix_addr@system"):
+            return None
+        return "the settings have no delegated prefix; --delegated 3fff:1234:0:5600::/56 shows what is done with one"
+
+    def _last_words(self):
+        said = [line for line in self.run.stderr.split("\n") + self.run.log_lines if line.strip()]
+        return f"its last words: {said[-1]}" if said else "it said nothing"
+
+    @property
+    def good(self):
+        return self.failure is None and not any(verdict.verdict == REFUSED for verdict in self.verdicts)
+
+
+@contextlib.contextmanager
+def private_folder(keep):
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="ipv6rehearse-"))
+    try:
+        demand_room_for_programs(folder)
+        yield folder
+    finally:
+        if not keep:
+            shutil.rmtree(folder, ignore_errors=True)
+
+
+def rehearse(asked, client_variables, folder):
+    """Runs the command as the options ask for it, with its root in `folder`. Unusable when that cannot be done."""
+    made = template()
+    root, base, shown_to_daemons = (folder / name for name in ("root", "gateway", "daemons"))
+    for each in (root, base, shown_to_daemons):
+        each.mkdir()
+    try:
+        world = World()
+    except OSError as error:
+        raise Unusable(f"no private network: {error.strerror or error}; it needs root's rights, or user namespaces") from error
+    made.build(root)
+    gateway = Gateway(world, made, root, base)
+    source = give_settings(gateway, asked.settings, [*asked.set, *asked.delegated])
+    source += f", {len(gateway.store)} settings"
+    remarks = check_of(made.store_tool, gateway.store)
+    surroundings = furnish(gateway, asked.advertised, asked.ip4)
+    if asked.state is not None:
+        taken = give_state(gateway, asked.state)
+        surroundings.append(f"state files of {asked.state}: {', '.join(taken) or 'none is there'}")
+    gateway.env.update(client_variables)
+    before, marks = gateway.files(), marks_of(base)
+    try:
+        run = gateway.run(asked.command, *asked.words)
+    except AssertionError as error:             # too late, or stopped by a sanitizer
+        raise RunFailed(str(error).strip()) from error
+    except (RuntimeError, OSError) as error:
+        raise Unusable(f"the rehearsal could not be run: {str(error).strip()}") from error
+    now = marks_of(base)
+    written = {path: text for path, text in run.files.items() if now.get(path) != marks.get(path)}
+    current = before if asked.state is not None else {path: text for path in written if (text := own_file(path)) is not None}
+    return Rehearsal(asked.command, asked.words, source, surroundings, remarks, run, written, sorted(set(before) - set(run.files)),
+                     current, judge_all(world, written, shown_to_daemons))
+
+
+def marks_of(base):
+    """{path: what changes when the file is written} of the gateway's files."""
+    found = {}
+    for folder, path in (("tmp", "/tmp"), ("run", "/var/run")):
+        for place in (base / folder).rglob("*"):
+            status = place.lstat()
+            found[f"{path}/{place.relative_to(base / folder)}"] = (status.st_ino, status.st_mtime_ns, status.st_size)
+    return found
+
+
+def check_of(store_tool, settings):
+    """The lines of `ccfg_cli check` for the settings."""
+    text = "".join(f"{key}={value}\n" for key, value in settings.items()).encode("utf-8", "surrogateescape")
+    done = subprocess.run([store_tool, "check", "-"], input=text, capture_output=True, check=False)
+    return [line for line in os_text(done.stdout).split("\n") if line]
+
+
+def own_file(path):
+    """What this machine has at the place; None when it is no plain file or may not be read."""
+    try:
+        return os_text(read_limited(path, STATE_LIMIT)) if not os.path.islink(path) else None
+    except (OSError, Unusable):
+        return None
+

@@ -1,0 +1,71 @@
+"""ipv6rehearse as its tests run it: from the source tree, on the programs of the build folder."""
+import json
+import os
+import pathlib
+import re
+import subprocess
+
+REPOSITORY = pathlib.Path(__file__).resolve().parents[3]
+BUILD = pathlib.Path(os.environ.get("IPV6CTL_BUILD", REPOSITORY / "build")).resolve()
+REHEARSE = REPOSITORY / "companions/rehearse"
+TOOL = REHEARSE / "bin/ipv6rehearse"
+FACTORY = REPOSITORY / "platform/stock/kit/root/etc/config/ccfg.factory"
+NEEDED = ("ipv6ctl", "ccfg_cli", "companions/recorder/recorder", "companions/recorder/launcher", "companions/recorder/instant.so")
+DELEGATED = ("--delegated", "3fff:1234:0:5600::/56")
+NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+
+
+class RehearseTool:
+    """`run` gives status, output and errors; temporary files go below `folder/tmp`, where nothing may stay."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.temporary = folder / "tmp"
+        self.temporary.mkdir()
+        self.temporary.chmod(0o1777)
+        self.environment = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self.temporary), "LC_ALL": "C.UTF-8",
+                            "IPV6CTL_BUILD": str(BUILD), "TESA_STORE": "/nowhere/ccfg.db"}
+
+    def settings(self, *lines, name="settings.txt"):
+        """The factory settings with these lines after them, in a file."""
+        path = self.folder / name
+        text = "".join(f"{line}\n" for line in lines).encode("utf-8", "surrogateescape")
+        path.write_bytes(FACTORY.read_bytes() + text)
+        return str(path)
+
+    def run(self, *words, given=b"", starter=(), **environment):
+        done = subprocess.run([*starter, str(TOOL), *words], input=given, capture_output=True, check=False, timeout=120,
+                              env={**self.environment, **environment}, cwd=self.folder)
+        assert list(self.temporary.iterdir()) == []
+        return done.returncode, os.fsdecode(done.stdout), os.fsdecode(done.stderr)
+
+    def json(self, *words, **options):
+        """The rehearsal as JSON; its exit status has to be what it says itself."""
+        status, output, errors = self.run("--json", *words, **options)
+        assert status in (0, 1), errors
+        found = json.loads(output)
+        assert found["good"] == (status == 0)
+        return found
+
+    def refused(self, *words, **options):
+        """What it says when it cannot be used like that, without "ipv6rehearse: "."""
+        status, output, errors = self.run(*words, **options)
+        assert (status, output) == (2, "")
+        assert errors.startswith("ipv6rehearse: ") and errors.count("\n") == 1
+        return errors.removeprefix("ipv6rehearse: ").removesuffix("\n")
+
+
+def lines_of(found):
+    return [entry["line"] for entry in found["shell_lines"]]
+
+
+def file_of(found, path):
+    return next(entry["text"] for entry in found["files"] if entry["path"] == path)
+
+
+def verdicts_of(found):
+    return {entry["path"]: entry["verdict"] for entry in found["verdicts"]}
+
+
+def options_in(text):
+    return set(re.findall(r"--[a-z][a-z0-9-]*", text))
