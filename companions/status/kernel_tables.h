@@ -8,7 +8,7 @@
 struct KernelAddress {
     unsigned index = 0;
     unsigned length = 0;
-    uint32_t flags = 0;              // IFA_F_ of linux/if_addr.h
+    uint32_t flags = 0;     // IFA_F_ of linux/if_addr.h
     uint32_t preferred = 0; // seconds left; UINT32_MAX is for ever
     uint32_t valid = 0;
     in6_addr address = {};
