@@ -79,6 +79,17 @@ void put_text(Composer& line, const char* text, char quote)
         line.put('\'');
 }
 
+int run_line(const char* line, bool fits)
+{
+    if (!fits) {
+        log_line("zel_system", "line too long, not run: %s", line);
+        return -1;
+    }
+    const int status = osSystem(line);
+    log_line("zel_system", "[%d]%s", status, line);
+    return status;
+}
+
 } // namespace
 
 bool compose_shell_line(char* line, std::size_t size, const char* format, const ShellValue* values, std::size_t count)
@@ -107,20 +118,14 @@ bool compose_shell_line(char* line, std::size_t size, const char* format, const 
 
 int zel_system(const ShellLine& line)
 {
-    if (!line.fits()) {
-        log_line("zel_system", "line too long, not run: %s", line.c_str());
-        return -1;
-    }
-    const int status = osSystem(line.c_str());
-    log_line("zel_system", "[%d]%s", status, line.c_str());
-    return status;
+    return run_line(line.c_str(), line.fits());
 }
 
 int run_composed(const char* format, const ShellValue* values, std::size_t count)
 {
-    ShellLine line;
-    line.compose(format, values, count);
-    return zel_system(line);
+    char line[shell_line_size];
+    const bool fits = compose_shell_line(line, sizeof line, format, values, count);
+    return run_line(line, fits);
 }
 
 int shell_output(const ShellLine& line, char* output, std::size_t size)

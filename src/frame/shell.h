@@ -42,29 +42,24 @@ struct ShellFormat : PrintfFormat<A...> {
 template <class... A>
 using ShellFormatFor = ShellFormat<std::type_identity_t<A>...>;
 
-// A composed line. 1023 bytes hold every line of the program with each value at its full capacity.
+// 1023 bytes hold every line of the program with each value at its full capacity.
+inline constexpr std::size_t shell_line_size = 1024;
+
+// A composed line.
 class ShellLine {
 public:
     template <class... A>
     explicit ShellLine(ShellFormatFor<A...> format, const A&... values)
     {
         const ShellValue list[] = {ShellValue(printf_value(values))..., ShellValue(0)};
-        compose(format.text, list, sizeof...(A));
+        fits_ = compose_shell_line(line_, sizeof line_, format.text, list, sizeof...(A));
     }
 
     const char* c_str() const { return line_; }
     bool fits() const { return fits_; }
 
 private:
-    friend int run_composed(const char* format, const ShellValue* values, std::size_t count);
-
-    ShellLine() = default;
-    void compose(const char* format, const ShellValue* values, std::size_t count)
-    {
-        fits_ = compose_shell_line(line_, sizeof line_, format, values, count);
-    }
-
-    char line_[1024];
+    char line_[shell_line_size];
     bool fits_;
 };
 
