@@ -2,9 +2,9 @@
 
 #include <arpa/inet.h>
 #include <stdio.h>
-#include <string.h>
 #include <strings.h>
 
+#include "dropped_range.h"
 #include "filter_advice.h"
 #include "text_parts.h"
 #include "value_check.h"
@@ -105,36 +105,14 @@ void advise_subnet_ids(const View& v)
     }
 }
 
-bool is_within(const unsigned char* address, const char* prefix, unsigned length)
-{
-    unsigned char octets[16];
-    if (inet_pton(AF_INET6, prefix, octets) != 1)
-        return false;
-    const unsigned whole = length / 8;
-    const unsigned rest = length % 8;
-    return memcmp(address, octets, whole) == 0
-           && (rest == 0 || ((address[whole] ^ octets[whole]) & (0xFF00U >> rest) & 0xFFU) == 0);
-}
-
 void advise_prefix(const View& v, const char* key, std::string_view section)
 {
-    const struct {
-        const char* prefix;
-        unsigned length;
-        const char* why;
-    } dropped[] = {{"2001:db8::", 32, "documentation"},
-                   {"2001:10::", 28, "an expired experiment (RFC 4843)"},
-                   {"fd00::", 8, "unique-local addresses"},
-                   {"fec0::", 10, "site-local addresses (RFC 3879)"},
-                   {"fe80::", 64, "link-local addresses"}};
     unsigned char octets[16];
     if (!parse_ip6(v.settings.get(key, section), octets))
         return;
-    for (const auto& range : dropped) {
-        if (is_within(octets, range.prefix, range.length))
-            v.findings.add(key, section, "lies in %s/%u, for %s: the firewall forwards none of it", range.prefix,
-                           range.length, range.why);
-    }
+    if (const DroppedRange* const range = dropped_range(octets))
+        v.findings.add(key, section, "lies in %s/%u, for %s: the firewall forwards none of it", range->prefix,
+                       range->length, range->why);
 }
 
 void advise_static_wan(const View& v)

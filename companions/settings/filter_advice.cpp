@@ -2,17 +2,42 @@
 
 #include <string.h>
 
+#include "dropped_range.h"
 #include "firewall/filter_record.h"
 #include "text_parts.h"
 #include "value_check.h"
 
 namespace {
 
-void advise_range(const FilterRecord& record, int range, std::string_view wan, Findings& findings, int number)
+// The program passes over a range whose protocol begins with none of these letters, without a word in the log.
+const char* fault_of(const FilterRecord& record, const FilterRange& range)
 {
-    if (const char* const fault = filter_range_fault(record, record.range[range]))
+    const char letter = range.protocol[0];
+    if (!range.first.empty() && !range.last.empty() && letter != 'b' && letter != 't' && letter != 'u')
+        return "its protocol is neither tcp nor udp nor both";
+    return filter_range_fault(record, range);
+}
+
+// Returns false when the range is left out.
+bool advise_range(const FilterRecord& record, int range, std::string_view wan, Findings& findings, int number)
+{
+    const char* const fault = fault_of(record, record.range[range]);
+    if (fault != nullptr)
         findings.add("ip6_filter_list", wan, "record %d (%s), range %d is left out: %s", number,
                      static_cast<const char*>(record.name), range + 1, fault);
+    return fault == nullptr;
+}
+
+void advise_host(const FilterRecord& record, std::string_view wan, Findings& findings, int number)
+{
+    unsigned char octets[16];
+    if (!parse_ip6(static_cast<const char*>(record.host), octets))
+        return;
+    if (const DroppedRange* const range = dropped_range(octets))
+        findings.add(
+            "ip6_filter_list", wan,
+            "record %d (%s) opens nothing: its host lies in %s/%u, for %s, and the firewall forwards none of it",
+            number, static_cast<const char*>(record.name), range->prefix, range->length, range->why);
 }
 
 bool opens_nothing(const FilterRecord& record)
@@ -31,8 +56,11 @@ void advise_record(const FilterRecord& record, std::string_view wan, Findings& f
                      static_cast<const char*>(record.name));
         return;
     }
+    bool is_taken = true;
     for (int range = 0; range < 2; ++range)
-        advise_range(record, range, wan, findings, number);
+        is_taken = advise_range(record, range, wan, findings, number) && is_taken;
+    if (is_taken)
+        advise_host(record, wan, findings, number);
 }
 
 } // namespace

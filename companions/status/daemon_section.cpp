@@ -11,15 +11,16 @@ struct Daemon {
     const char* name;
     const char* word; // an argument by which it is told from others of its name
     const char* sign; // while this file is there the daemon must run; null: nothing tells
+    const char* help; // what starts it
 };
 
 constexpr Daemon daemons[] = {
-    {"dhclient", "-6", "/var/run/dhcp6c-wan.pid"},
-    {"radvd", nullptr, "/tmp/radvd.conf"},
-    {"dhcp6d", nullptr, "/tmp/dhcp6d.conf"},
-    {"rdnssd", nullptr, nullptr},
-    {"dnsmasq", nullptr, nullptr},
-    {"ecmh", nullptr, nullptr},
+    {"dhclient", "-6", "/var/run/dhcp6c-wan.pid", "dhcp6c_start"},
+    {"radvd", nullptr, "/tmp/radvd.conf", "ipv6_lan_restart"},
+    {"dhcp6d", nullptr, "/tmp/dhcp6d.conf", "ipv6_lan_restart"},
+    {"rdnssd", nullptr, "/tmp/rdnssd", "zel_ipv6_lan lan"},
+    {"dnsmasq", nullptr, "/var/run/dnsmasq2.pid", "/etc/init.d/dnsmasq2 restart"},
+    {"ecmh", nullptr, nullptr, ""},
 };
 
 bool is_there(const char* path)
@@ -42,7 +43,7 @@ void report_daemon(Report& report, const Daemon& daemon)
         auto row = report.add("daemon", "not running");
         row.item(daemon.name);
         if (daemon.sign != nullptr && is_there(daemon.sign))
-            row.wrong("%s is there, so it has been started, and it does not run", daemon.sign);
+            row.wrong("%s is there, so it has been started, and it does not run", daemon.sign).help(daemon.help);
         return;
     }
     auto row = report.add("daemon", "for %s, pid %d", duration(process.age).c_str(), process.pid);
@@ -52,9 +53,9 @@ void report_daemon(Report& report, const Daemon& daemon)
     auto file = report.add("file", "%s", process.config.c_str());
     file.item(daemon.name);
     if (!is_there(process.config))
-        file.wrong("it is gone");
+        file.wrong("it is gone").help(daemon.help);
     else if (has_changed(process))
-        file.wrong("it has changed since the daemon was started");
+        file.wrong("it has changed since the daemon was started").help(daemon.help);
     else
         file.good();
 }

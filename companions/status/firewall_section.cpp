@@ -1,4 +1,5 @@
 #include <stdlib.h>
+#include <unistd.h>
 
 #include "child_output.h"
 #include "firewall/filter_record.h"
@@ -9,6 +10,7 @@
 namespace {
 
 constexpr char ruleset_path[] = "/tmp/.ip6t";
+constexpr char load[] = "ipv6_lan_restart";
 constexpr int most_listed = 32;
 
 char ruleset[256 * 1024]; // the file's text, empty when there is none
@@ -37,18 +39,25 @@ void report_loaded(Report& report, bool has_file)
     if (has_file)
         report.add("ruleset", "%d rules in %s", written, ruleset_path);
     else
-        report.add("ruleset", "not written yet").wrong("%s is missing: the firewall has not been loaded", ruleset_path);
+        report.add("ruleset", "not written yet")
+            .wrong("%s is missing: the firewall has not been loaded", ruleset_path)
+            .help(load);
     const char* const words[] = {"ip6tables-save", "-c", nullptr};
     if (const char* const fault = child_output(words, loaded, sizeof loaded)) {
-        report.add("loaded", "-").unknown("ip6tables-save: %s", fault);
+        report.add("loaded", "-")
+            .unknown("ip6tables-save: %s%s", fault, geteuid() != 0 ? "; it answers root alone" : "");
         return;
     }
     const int in_force = count_rules(loaded);
-    auto row = report.add("loaded", "%d rules", in_force);
+    Text<48> others;
+    if (has_file && in_force > written)
+        others.print(", %d more than the file has", in_force - written);
+    auto row = report.add("loaded", "%d rules%s", in_force, others.c_str());
     if (in_force == 0)
-        row.wrong("the firewall is empty: everything is let through");
+        row.wrong("the firewall is empty: everything is let through").help(load);
     else if (in_force < written)
-        row.wrong("%d rules of the file are not loaded: it was refused, or flushed since", written - in_force);
+        row.wrong("%d rules of the file are not loaded: it was refused, or flushed since", written - in_force)
+            .help(load);
     else if (has_file)
         row.good();
 }
@@ -81,7 +90,7 @@ void report_range(Report& report, const char* item, const FilterRecord& record, 
     else if (const char* const fault = filter_range_fault(record, range))
         row.wrong("left out: %s", fault);
     else if (!is_written(record, range))
-        row.wrong("not in force: the ruleset was written without it");
+        row.wrong("not in force: the ruleset was written without it").help(load);
     else
         row.good();
 }

@@ -50,6 +50,8 @@ void write_row(FILE* out, const Row& row)
     write_member(out, "state", word_of(row.state));
     if (row.why[0] != '\0')
         write_member(out, "why", row.why);
+    if (row.help[0] != '\0')
+        write_member(out, "help", row.help);
     fputc('}', out);
 }
 

@@ -12,8 +12,6 @@ struct KernelAddress {
     uint32_t preferred = 0; // seconds left; UINT32_MAX is for ever
     uint32_t valid = 0;
     in6_addr address = {};
-
-    bool is_global() const { return (address.s6_addr[0] & 0xE0U) == 0x20; }
 };
 
 struct KernelRoute {

@@ -1,6 +1,7 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <stdio.h>
+#include <string.h>
 
 #include "processes.h"
 #include "radvd_file.h"
@@ -11,6 +12,7 @@ namespace {
 
 constexpr char radvd_path[] = "/tmp/radvd.conf";
 constexpr int most_listed = 16; // strange addresses of one bridge
+constexpr char restart[] = "ipv6_lan_restart";
 
 struct Lan {
     const char* ifname;
@@ -43,7 +45,7 @@ bool report_address(Report& report, const Look& look, const Lan& lan, const char
     else if (has_address(look, lan.ifname, address))
         row.good();
     else
-        row.wrong("the store has it, %s does not", lan.ifname);
+        row.wrong("the store has it, %s does not", lan.ifname).help(restart);
     return true;
 }
 
@@ -51,9 +53,9 @@ void report_advertised(Report& report, const Lan& lan, const char* name, const i
 {
     auto row = report.add(name, "%s/%u", canonical(prefix).c_str(), length);
     if (!is_advertised(lan, prefix, length))
-        row.wrong("%s does not have it", radvd_path);
+        row.wrong("%s does not have it", radvd_path).help(restart);
     else if (!lan.has_radvd)
-        row.wrong("it is not advertised: radvd does not run");
+        row.wrong("it is not advertised: radvd does not run").help(restart);
     else
         row.good();
 }
@@ -95,10 +97,12 @@ void report_global(Report& report, const Look& look, const Lan& lan, in6_addr& p
     const long delegated_length = look.settings.number("system", "ip6_dhcp6c_prefix_length", 56);
     if (inet_pton(AF_INET6, delegated_text, &delegated) == 1 && delegated_length > 0 && delegated_length <= 64
         && !is_same_prefix(prefix, delegated, static_cast<unsigned>(delegated_length)))
-        report.add("old_prefix", "%s", prefix_text.c_str()).wrong("it is not part of the delegated prefix");
+        report.add("old_prefix", "%s", prefix_text.c_str())
+            .wrong("it is not part of the delegated prefix")
+            .help(restart);
 }
 
-void report_unique_local(Report& report, const Look& look, const Lan& lan)
+void report_unique_local(Report& report, const Look& look, const Lan& lan, in6_addr& prefix, unsigned& length)
 {
     if (look.settings.number(lan.section, "ip6_ula_eb") != 1) {
         report.add("unique_local", "off");
@@ -110,31 +114,58 @@ void report_unique_local(Report& report, const Look& look, const Lan& lan)
         return;
     }
     in6_addr address = {};
-    if (report_address(report, look, lan, "unique_local_address", text, address))
-        report_advertised(report, lan, "unique_local_prefix", masked(address, 64), 64);
+    if (!report_address(report, look, lan, "unique_local_address", text, address))
+        return;
+    length = 64;
+    prefix = masked(address, length);
+    report_advertised(report, lan, "unique_local_prefix", prefix, length);
 }
 
-// Global addresses and advertised prefixes that are none of the store's: hosts keep them and find no way back.
-void report_strangers(Report& report, const Look& look, const Lan& lan, const in6_addr& prefix, unsigned length)
+// What the store has for a bridge: a length of 0 is no prefix.
+struct StoredPrefixes {
+    in6_addr global = {};
+    unsigned global_length = 0;
+    in6_addr unique_local = {};
+    unsigned unique_local_length = 0;
+};
+
+// True for a global or unique-local address, or a prefix of this length, that lies in none of them.
+bool is_stranger(const StoredPrefixes& stored, const in6_addr& address, unsigned length = 0)
+{
+    if ((address.s6_addr[0] & 0xE0U) == 0x20) // RFC 4291, section 2.4: what is assigned of the global ones
+        return stored.global_length == 0 || !is_same_prefix(address, stored.global, stored.global_length)
+               || (length != 0 && length != stored.global_length);
+    if ((address.s6_addr[0] & 0xFEU) == 0xFC) // RFC 4193, section 3.1
+        return stored.unique_local_length == 0
+               || !is_same_prefix(address, stored.unique_local, stored.unique_local_length);
+    return false;
+}
+
+// Addresses and advertised prefixes that are none of the store's: hosts keep them and find no way back.
+void report_strangers(Report& report, const Look& look, const Lan& lan, const StoredPrefixes& stored)
 {
     const unsigned index = if_nametoindex(lan.ifname);
     int count = 0;
     for (const KernelAddress& each : look.kernel.addresses) {
-        if (index == 0 || each.index != index || !each.is_global()
-            || (look.ip6_ready && length != 0 && is_same_prefix(each.address, prefix, length)))
+        if (index == 0 || each.index != index || !is_stranger(stored, each.address))
             continue;
-        if (++count <= most_listed)
-            report.add("old_address", "%s/%u", canonical(each.address).c_str(), each.length)
-                .wrong("%s has it, the store does not", lan.ifname);
+        if (++count > most_listed)
+            continue;
+        const Text<46> address = canonical(each.address);
+        Text<128> command;
+        command.print("zel_ifconfig %s %s %u 0", lan.ifname, address, each.length);
+        report.add("old_address", "%s/%u", address.c_str(), each.length)
+            .wrong("%s has it, the store does not", lan.ifname)
+            .help(command);
     }
     report.add_more("the old addresses", count - most_listed);
     for (size_t i = 0; i < lan.advertised.count; ++i) {
         const AdvertisedPrefix& each = lan.advertised.list[i];
-        if ((each.prefix.s6_addr[0] & 0xE0U) != 0x20
-            || (look.ip6_ready && each.length == length && is_same_prefix(each.prefix, prefix, length)))
+        if (!is_stranger(stored, each.prefix, each.length))
             continue;
         report.add("old_prefix", "%s/%u", canonical(each.prefix).c_str(), each.length)
-            .wrong("%s has it, the store does not", radvd_path);
+            .wrong("%s has it, the store does not", radvd_path)
+            .help(restart);
     }
 }
 
@@ -147,16 +178,23 @@ void report_lan(Report& report, const Look& look, const char* ifname, const char
     const Lan lan = {ifname, section, has_conf ? advertised_prefixes(conf, ifname) : AdvertisedPrefixes(),
                      find_process("radvd").is_running()};
     report.section(section);
-    if (if_nametoindex(ifname) == 0) {
-        report.add("bridge", "%s", ifname).wrong("there is no such interface");
+    const char* const state = link_state(ifname);
+    auto bridge = report.add("bridge", "%s", ifname);
+    if (state == nullptr) {
+        bridge.wrong("there is no such interface");
         return;
     }
-    report.add("bridge", "%s", ifname).good();
+    if (strcmp(state, "down") == 0) {
+        Text<64> command;
+        command.print("ip link set %s up && %s", ifname, restart);
+        bridge.wrong("it is down").help(command);
+    } else {
+        bridge.good();
+    }
     if (look.store_fault != nullptr)
         return;
-    in6_addr prefix = {};
-    unsigned length = 0;
-    report_global(report, look, lan, prefix, length);
-    report_unique_local(report, look, lan);
-    report_strangers(report, look, lan, prefix, length);
+    StoredPrefixes stored;
+    report_global(report, look, lan, stored.global, stored.global_length);
+    report_unique_local(report, look, lan, stored.unique_local, stored.unique_local_length);
+    report_strangers(report, look, lan, stored);
 }

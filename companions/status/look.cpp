@@ -2,6 +2,9 @@
 
 #include <arpa/inet.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "child_output.h"
 
@@ -37,6 +40,23 @@ void Look::take()
     }
     wan_ifname = asked("wandataif.sh", nullptr, wan_fault);
     wan_sect = asked("if2sect.sh", wan_ifname, wan_fault);
+}
+
+const char* link_state(const char* ifname)
+{
+    if (if_nametoindex(ifname) == 0)
+        return nullptr;
+    const int any = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ifreq request = {};
+    copy_text(request.ifr_name, sizeof request.ifr_name, ifname, strlen(ifname));
+    const bool known = any >= 0 && ioctl(any, SIOCGIFFLAGS, &request) == 0;
+    if (any >= 0)
+        close(any);
+    if (!known)
+        return "unknown";
+    if ((request.ifr_flags & IFF_UP) == 0)
+        return "down";
+    return (request.ifr_flags & IFF_RUNNING) != 0 ? "up" : "no carrier";
 }
 
 bool has_address(const Look& look, const char* ifname, const in6_addr& address, KernelAddress* found)

@@ -18,6 +18,9 @@ struct Look {
     void drop() { settings.close(); }
 };
 
+// "up", "no carrier" and the like; null for an interface that is not there.
+const char* link_state(const char* ifname);
+
 // True when the kernel has this address on the interface; `found` (may be null) then gets it.
 bool has_address(const Look& look, const char* ifname, const in6_addr& address, KernelAddress* found = nullptr);
 

@@ -9,6 +9,7 @@
 
 #include "screen.h"
 #include "sections.h"
+#include "terminal.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ constexpr char help[] =
     "  --json            one line of JSON instead of the screen\n"
     "  --watch [SECONDS] shows it anew every 2, or that many, seconds until it is interrupted\n"
     "\n"
-    "Marks: ok as it should be, !! wrong, ?? could not be found out.\n"
+    "Marks: ok as it should be, !! wrong, ?? could not be found out, -> a command that may put it right.\n"
     "Exit status: 0 healthy, 1 degraded, 2 cannot tell, or called wrongly.\n";
 
 constexpr int misused = 2;
@@ -78,14 +79,6 @@ bool parse(int count, char** words, Options& options)
     return true;
 }
 
-bool wants_colors()
-{
-    const char* const no_color = getenv("NO_COLOR");
-    const char* const terminal = getenv("TERM");
-    return isatty(STDOUT_FILENO) == 1 && (no_color == nullptr || no_color[0] == '\0')
-           && (terminal == nullptr || strcmp(terminal, "dumb") != 0);
-}
-
 Health look_around(const Options& options)
 {
     static Look look;
@@ -94,21 +87,19 @@ Health look_around(const Options& options)
     look.take();
     report_system(report, look);
     report_wan(report, look);
+    report_daemons(report); // before the LANs, whose faults are often those of a daemon
     report_lan(report, look, "br-lan", "lan0");
     report_lan(report, look, "br-lan1", "lan1");
-    report_daemons(report);
     report_firewall(report, look);
     report_routes(report, look);
     report_neighbors(report, look);
     look.drop();
-    if (options.watch != 0 && !options.json && isatty(STDOUT_FILENO) == 1)
-        fputs("\033[H\033[2J", stdout);
     if (options.json)
         write_json(stdout, report, time(nullptr));
-    else
+    else if (options.watch == 0)
         write_screen(stdout, report, wants_colors());
-    if (options.watch != 0 && !options.json)
-        fputc('\n', stdout);
+    else
+        write_watched(report);
     return report.health();
 }
 

@@ -122,6 +122,12 @@ Report::Added& Report::Added::unknown(const char* format, ...)
     return *this;
 }
 
+Report::Added& Report::Added::help(const char* command)
+{
+    row_.help = report_.keep(command);
+    return *this;
+}
+
 Health Report::health() const
 {
     Health health = full_ ? Health::unknown : Health::healthy;

@@ -20,6 +20,7 @@ struct Row {
     const char* item = ""; // which one, where a section has several rows of one name
     const char* value = "";
     const char* why = "";
+    const char* help = ""; // a command that may put a wrong row right
     State state = State::fact;
     bool has_seconds = false;
     long long seconds = 0; // `value` as a number, where it is a time
@@ -38,6 +39,7 @@ public:
         Added& good();
         [[gnu::format(printf, 2, 3)]] Added& wrong(const char* format, ...);
         [[gnu::format(printf, 2, 3)]] Added& unknown(const char* format, ...);
+        Added& help(const char* command);
 
     private:
         [[gnu::format(printf, 3, 0)]] void judge(State state, const char* format, va_list values);

@@ -47,7 +47,7 @@ void report_route(Report& report, const Look& look, long number, const char* rou
     else if (!look.kernel.routes.is_known)
         row.unknown("the kernel does not tell its routes");
     else if (!is_installed(look, target, static_cast<unsigned>(length), gateway))
-        row.wrong("it is not installed");
+        row.wrong("it is not installed").help("ipv6_lan_restart");
     else
         row.good();
 }

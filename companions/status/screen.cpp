@@ -5,6 +5,7 @@
 namespace {
 
 constexpr int most_of_a_kind = 8; // rows of one name that a screen shows
+constexpr int most_helps = 4;
 
 struct Paint {
     bool on;
@@ -53,6 +54,26 @@ void label_of(const Row& row, char* label, size_t size)
         *at = *at == '_' ? ' ' : *at;
 }
 
+bool is_said_before(const Report& report, size_t index)
+{
+    for (size_t i = 0; i < index; ++i) {
+        if (strcmp(report.row(i).help, report.row(index).help) == 0)
+            return true;
+    }
+    return false;
+}
+
+// Each command once, however many rows it helps.
+void write_helps(FILE* out, const Report& report)
+{
+    int count = 0;
+    for (size_t i = 0; i < report.size(); ++i) {
+        const char* const help = report.row(i).help;
+        if (help[0] != '\0' && !is_said_before(report, i) && ++count <= most_helps)
+            fprintf(out, "  -> %s\n", help);
+    }
+}
+
 void write_summary(FILE* out, const Report& report, const Paint& paint)
 {
     const Health health = report.health();
@@ -71,9 +92,12 @@ void write_summary(FILE* out, const Report& report, const Paint& paint)
             continue;
         char label[128];
         label_of(row, label, sizeof label);
-        fprintf(out, "  %s%s%s %s %s: %s\n", paint.of(row.state), mark_of(row.state), paint.end(), row.section, label,
-                row.why);
+        // Without the value nobody knows which "it" is.
+        const bool has_value = strcmp(row.value, "-") != 0;
+        fprintf(out, "  %s%s%s %s %s%s%s: %s\n", paint.of(row.state), mark_of(row.state), paint.end(), row.section,
+                label, has_value ? " " : "", has_value ? row.value : "", row.why);
     }
+    write_helps(out, report);
 }
 
 } // namespace

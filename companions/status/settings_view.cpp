@@ -8,6 +8,7 @@
 const char* SettingsView::open()
 {
     const int error = copy_.read(store_path());
+    can_be_replaced_ = error == ENOENT || error == damaged_store;
     if (error == ENOENT)
         return "there is no store yet";
     return error == 0 ? nullptr : store_error(error);

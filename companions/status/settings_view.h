@@ -12,6 +12,9 @@ public:
     const char* open();
     void close() { copy_.release(); }
 
+    // True when the last open found a store that an import replaces: a missing or a damaged one.
+    bool can_be_replaced() const { return can_be_replaced_; }
+
     // The value, cut to the text's capacity; the empty text when it is missing.
     template <size_t N>
     Text<N> text(const char* section, const char* key) const
@@ -29,4 +32,5 @@ private:
     std::string_view find(const char* section, const char* key) const;
 
     StoreCopy copy_;
+    bool can_be_replaced_ = false;
 };

@@ -22,7 +22,8 @@ void report_guard(Report& report)
         report.add("guard", "a link hook is at work");
     else
         report.add("guard", "set")
-            .wrong("%s says that a link hook is at work and none is: the next ones refuse to run", guard_file);
+            .wrong("%s says that a link hook is at work and none is: the next ones refuse to run", guard_file)
+            .help("rm -f /tmp/zel_ipv6cp_script_running");
 }
 
 } // namespace
@@ -31,7 +32,10 @@ void report_system(Report& report, const Look& look)
 {
     report.section("system");
     if (look.store_fault != nullptr) {
-        report.add("store", "%s", store_path()).unknown("%s", look.store_fault);
+        auto row = report.add("store", "%s", store_path());
+        row.unknown("%s", look.store_fault);
+        if (look.settings.can_be_replaced()) // what is damaged is kept under another name
+            row.help("ccfg_cli import /etc/config/ccfg.factory");
     } else {
         report.add("store", "%s", store_path()).good();
         if (look.ip6_ready)

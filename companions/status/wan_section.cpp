@@ -2,10 +2,7 @@
 #include <linux/if_addr.h>
 #include <net/if.h>
 #include <stdio.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <initializer_list>
 
@@ -20,22 +17,14 @@ constexpr char lease_path[] = "/tmp/dhcp6c-wan.leases";
 constexpr unsigned advertised = 0x20;
 constexpr unsigned managed = 0x40;
 
-// "up", "no carrier" and the like; null for an interface that is not there.
-const char* link_state(const char* ifname)
+// What brings the WAN in order: detection and the client, or address and tunnel. Nothing does while its link is not up.
+const char* start_of(const Look& look)
 {
-    if (if_nametoindex(ifname) == 0)
-        return nullptr;
-    const int any = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ifreq request = {};
-    copy_text(request.ifr_name, sizeof request.ifr_name, ifname, strlen(ifname));
-    const bool known = any >= 0 && ioctl(any, SIOCGIFFLAGS, &request) == 0;
-    if (any >= 0)
-        close(any);
-    if (!known)
-        return "unknown";
-    if ((request.ifr_flags & IFF_UP) == 0)
-        return "down";
-    return (request.ifr_flags & IFF_RUNNING) != 0 ? "up" : "no carrier";
+    const char* const state = link_state(look.wan_ifname);
+    if (state == nullptr || strcmp(state, "up") != 0)
+        return "";
+    const Text<16> proto = look.settings.text<16>(look.wan_sect, "ip6_proto");
+    return proto.empty() || strncmp(proto, "dhcp", 4) == 0 ? "dhcp6c_start" : "wan6c_restart";
 }
 
 void report_interface(Report& report, const char* ifname)
@@ -46,8 +35,12 @@ void report_interface(Report& report, const char* ifname)
         report.add("link", "missing").wrong("there is no interface %s", ifname);
     else if (strcmp(state, "up") == 0)
         report.add("link", "up").good();
-    else
-        report.add("link", "%s", state).wrong("the link is not up");
+    else {
+        Text<64> command;
+        if (strcmp(state, "down") == 0)
+            command.print("ip link set %s up", ifname);
+        report.add("link", "%s", state).wrong("the link is not up").help(command);
+    }
 }
 
 // What the kernel keeps of the router's advertisement, which is what the program decides the mode by.
@@ -116,7 +109,7 @@ void report_address(Report& report, const Look& look)
     else if (!look.kernel.addresses.is_known)
         row.unknown("the kernel does not tell its addresses");
     else if (!has_address(look, ifname, address, &found))
-        row.wrong("the store has it, %s does not", ifname);
+        row.wrong("the store has it, %s does not", ifname).help(start_of(look));
     else if ((found.flags & IFA_F_DADFAILED) != 0)
         row.wrong("somebody else on the line has it too");
     else {
@@ -147,7 +140,7 @@ void report_gateway(Report& report, const Look& look, const char* ifname, bool i
     else if (is_tunnel ? has_default : has_stored)
         row.good();
     else if (look.ip6_ready && !has_default)
-        row.wrong("there is no default route");
+        row.wrong("there is no default route").help(start_of(look));
     else if (look.ip6_ready && !stored.empty())
         row.wrong("the default route leads elsewhere");
 }

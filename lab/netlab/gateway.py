@@ -46,7 +46,7 @@ class Gateway(Node):
 
     def install_program(self):
         sbin = self.path("/usr/sbin")
-        for name in ("ipv6ctl", "ccfg_cli"):
+        for name in ("ipv6ctl", "ccfg_cli", "ipv6status"):
             (sbin / name).unlink(missing_ok=True)
             shutil.copy2(self.build / name, sbin / name)
         for command in COMMANDS:

@@ -7,7 +7,7 @@ from wan_setup import PID_FILE
 _seen = {}
 
 CONF, NEIGHBOR_TABLE = "/tmp/dhcp6c-wan.conf", "/tmp/.ip6_neigh"
-LOG_LINE = re.compile(r"\[[a-z0-9_]+\]\[1000\] |\]$|$")
+LOG_LINE = re.compile(r"\[[A-Za-z0-9_]+\]\[1000\] |\]$|$")
 
 # The files that the program or its shell lines write or read, and what is not called when one of them can be neither
 # written nor read.

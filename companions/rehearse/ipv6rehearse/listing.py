@@ -22,6 +22,8 @@ class Listing:
             self._store(rehearsal.run.store_changes)
             self._kernel(rehearsal.run)
             self._section("Left out", [shown(note) for note in rehearsal.notes])
+            # Near the end, where a terminal still shows them.
+            self._section("What ccfg_cli check says of the settings", [shown(line) for line in rehearsal.remarks])
         self._verdict(rehearsal, quiet)
 
     def _line(self, text="", kind=None):
@@ -42,7 +44,6 @@ class Listing:
         self._line(f"{words}, with {rehearsal.source}", "strong")
         for line in rehearsal.surroundings:
             self._line(f"  {shown(line)}", "faint")
-        self._section("What ccfg_cli check says of the settings", [shown(line) for line in rehearsal.remarks])
 
     def _shell_lines(self, run):
         self._title(f"Shell lines, {len(run.shell)}")
@@ -106,6 +107,8 @@ class Listing:
             else:
                 self._line(f"  {self._paint('warn', 'unknown')}  {verdict.program} was not asked about {verdict.path}")
             self._reasons(verdict, rehearsal.files[verdict.path], quiet)
+        for remark in rehearsal.remarks if quiet else []:
+            self._line(f"  {self._paint('warn', 'check')}    {shown(remark)}")
         if rehearsal.advice:
             self._line(f"  {rehearsal.advice}")
 

@@ -34,6 +34,7 @@ class Rehearsal:
     removed: list
     current: dict                   # what it is compared with, {path: text}: the given state, or the machine's own files
     verdicts: list
+    has_reason: bool                # the client's variables have one
 
     @property
     def notes(self):
@@ -54,7 +55,9 @@ class Rehearsal:
 
     @property
     def advice(self):
-        """What helps with the commonest reason why files are refused; None where it is another."""
+        """What helps when nothing happened, or with the commonest reason why files are refused; None where it is another."""
+        if self.command == "zel_dhcp6c_update" and not self.has_reason:
+            return "the DHCPv6 client always gives a reason: --env reason=BOUND6 with the lease, then reason=EFFECT6"
         if self.good or self.run.store_before.get("ip6_dhcp6c_prefix_addr@system"):
             return None
         return "the settings have no delegated prefix; --delegated 3fff:1234:0:5600::/56 shows what is done with one"
@@ -110,7 +113,7 @@ def rehearse(asked, client_variables, folder):
     written = {path: text for path, text in run.files.items() if now.get(path) != marks.get(path)}
     current = before if asked.state is not None else {path: text for path in written if (text := own_file(path)) is not None}
     return Rehearsal(asked.command, asked.words, source, surroundings, remarks, run, written, sorted(set(before) - set(run.files)),
-                     current, judge_all(world, written, shown_to_daemons))
+                     current, judge_all(world, written, shown_to_daemons), bool(client_variables.get("reason")))
 
 
 def marks_of(base):

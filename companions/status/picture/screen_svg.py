@@ -5,7 +5,7 @@ from xml.sax.saxutils import escape
 
 WIDTH, HEIGHT, MARGIN = 7.8, 18, 16       # of a character, of a line, around
 INK, PAPER = "#d8dee9", "#1d2430"
-COLORS = {"ok": "#7fc97f", "!!": "#ff7b72", "??": "#e3b341"}
+COLORS = {"ok": "#7fc97f", "!!": "#ff7b72", "??": "#e3b341", "->": INK}
 SUMMARY = {"healthy": COLORS["ok"], "degraded": COLORS["!!"], "cannot tell": COLORS["??"]}
 
 

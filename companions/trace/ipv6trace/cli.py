@@ -12,7 +12,7 @@ from ipv6trace.log_reader import read_source
 from ipv6trace.log_source import Source
 from ipv6trace.parameters import History
 from ipv6trace.picture import draw_page, draw_svg
-from ipv6trace.selection import Selection, since_of
+from ipv6trace.selection import Selection, since_of, uptime_of_clock
 from ipv6trace.terminal import Paint, shown, wants_colors
 
 DEFAULT_LOG = "/tmp/ipv6.log"
@@ -40,7 +40,7 @@ def parser():
                        help="only those of this command; a shell pattern; may be given several times")
     which.add_argument("-s", "--since", metavar="WHEN",
                        help="only those at work since WHEN: an uptime in seconds, 10m (s, m, h, d) before the log's "
-                            "newest run, or boot")
+                            "newest run, 17:03 or 17:03:20 by the clock, or boot")
     which.add_argument("-n", "--last", type=int, metavar="N", help=f"the newest N (default {USUALLY})")
     which.add_argument("-a", "--all", action="store_true", help="all, however many")
     how = words.add_argument_group("how much of each")
@@ -89,7 +89,7 @@ def check(asked):
     """The moment of --since; ends the program when the options make no sense."""
     since = since_of(asked.since) if asked.since is not None else None
     if asked.since is not None and since is None:
-        parser().error(f"--since {asked.since}: neither an uptime in seconds, nor a time like 10m, nor boot")
+        parser().error(f"--since {asked.since}: neither an uptime in seconds, nor a time like 10m or 17:03, nor boot")
     if asked.last is not None and asked.last < 1:
         parser().error(f"--last {asked.last}: not a number of runs")
     if asked.last is not None and asked.all:
@@ -105,9 +105,18 @@ def run(asked, since):
             and os.path.samefile(asked.output, asked.log)
         if same:
             parser().error(f"{asked.output} is the log itself")
+        by_clock = since is not None and since[0] == "clock"
+        if by_clock and not is_plain(file):
+            parser().error(f"--since {asked.since}: only a file says when its last line came; name the log, or an "
+                           "uptime")
+        written = os.fstat(file.fileno()).st_mtime if by_clock else 0   # before it is read: the log may grow
         log = read_source(Source(file) if is_plain(file) else Source.of_stream(file))
         last = asked.last or (0 if asked.all or asked.form == "json" else USUALLY)
+        note = None
+        if by_clock:
+            since, note = uptime_of_clock(since[1], written, log.last_uptime)
         selection = Selection(log, asked.command, since, asked.failed, last)
+        selection.notes[:0] = [note] if note else []
         name = "standard input" if asked.log == "-" else asked.log
         with output(asked.output) as out:
             write(asked, log, name, selection, out)

@@ -1,9 +1,11 @@
 """Which invocations are shown."""
+import datetime
 import fnmatch
 import re
 
 UNITS = {"s": 1, "m": 60, "h": 3600, "d": 86400}
 SINCE = re.compile(r"(\d{1,12})([smhd]?)")
+CLOCK = re.compile(r"([01]?\d|2[0-3]):([0-5]\d)(?::([0-5]\d))?", re.ASCII)
 
 
 class Selection:
@@ -49,13 +51,33 @@ def is_named(each, pattern):
 
 
 def since_of(text):
-    """A moment as the option has it: ("boot", 0), ("uptime", seconds) or ("ago", seconds); None for anything else."""
+    """A moment as the option has it: ("boot", 0), ("uptime", seconds), ("ago", seconds) or ("clock", seconds since
+    midnight); None for anything else."""
     if text == "boot":
         return "boot", 0
+    if match := CLOCK.fullmatch(text):
+        hours, minutes, seconds = (int(part or 0) for part in match.groups())
+        return "clock", hours * 3600 + minutes * 60 + seconds
     match = SINCE.fullmatch(text)
     if not match:
         return None
     return ("ago", int(match[1]) * UNITS[match[2]]) if match[2] else ("uptime", int(match[1]))
+
+
+def uptime_of_clock(seconds, written, last_uptime):
+    """The moment, as ("uptime", seconds), at which a clock on the wall last showed this time of day before `written`
+    (seconds since 1970), when the log's newest line, of `last_uptime`, came; and a sentence about it."""
+    try:
+        newest = datetime.datetime.fromtimestamp(int(written))
+    except (ValueError, OverflowError, OSError):
+        return ("boot", 0), "The time of the log's file is out of range, so all of the newest boot is shown."
+    moment = datetime.datetime.combine(newest.date(), datetime.time()) + datetime.timedelta(seconds=seconds)
+    if moment > newest:
+        moment -= datetime.timedelta(days=1)
+    uptime = last_uptime - int(newest.timestamp() - moment.timestamp())
+    what = f"uptime {uptime} s" if uptime >= 0 else "before the newest boot"
+    told = f"{moment:%F %T} is {what}: the log was last written at {newest:%T}, as its file says."
+    return ("uptime", max(uptime, 0)), told
 
 
 def is_since(each, since, log):

@@ -64,6 +64,23 @@ def test_what_the_settings_check_says_stands_beside_it(tool):
     assert any(line.startswith("ip6_ula_prefer@lan0") for line in found["remarks"])
 
 
+def test_a_key_that_nothing_reads_is_told_also_when_all_is_accepted(tool):
+    typo = "ip6_gua_sd@lan1: nothing reads this key; did you mean ip6_gua_sid?"
+    asked = *DELEGATED, "--settings", tool.settings(), "--set", "ip6_gua_sd@lan1=06"
+    assert tool.run("--quiet", *asked) == (0, f"  check    {typo}\n", "")
+    # Where a terminal still shows it: behind the long lists, before the verdict.
+    lines = tool.run(*asked)[1].splitlines()
+    assert lines.index("  " + typo) == lines.index("Verdict") - 2 > lines.index("Set in the kernel")
+
+
+def test_an_event_without_its_reason_is_told(tool):
+    asked = "--command", "zel_dhcp6c_update", "--env", "new_ip6_prefix=3fff:1::/56"
+    assert "--env reason=BOUND6" in tool.json(*asked)["advice"]
+    assert tool.run("--quiet", *asked, "--settings", tool.settings())[1].startswith(
+        "  the DHCPv6 client always gives a reason: ")
+    assert tool.json(*asked, "--env", "reason=BOUND6")["advice"] is None
+
+
 def test_a_value_that_the_program_leaves_out_is_told(tool):
     found = tool.json(*DELEGATED, "--settings", tool.settings("ip6_filter_list@wan100=web;nonsense;tcp;80;80;;;;",
                                                               "ip6_filter_cnt@wan100=1"))

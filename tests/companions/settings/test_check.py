@@ -49,8 +49,10 @@ def test_a_value_of_the_right_kind_is_not(tool, line):
 @pytest.mark.parametrize("line, finding", [
     ("ip6_adr@wan100=", "ip6_adr@wan100: nothing reads this key; did you mean ip6_addr?"),
     ("colour@system=red", "colour@system: nothing reads this key"),
-    ("mtu@lan0=1500", "mtu@lan0: nothing reads this key in this section"),
-    ("mtu@dsl=1500", "mtu@dsl: nothing reads this key in this section"),
+    ("mtu@lan0=1500", "mtu@lan0: nothing reads this key in this section, only in the WAN's section"),
+    ("mtu@dsl=1500", "mtu@dsl: nothing reads this key in this section, only in the WAN's section"),
+    ("ip6_addr@system=", "ip6_addr@system: nothing reads this key in this section, only in lan0, lan1, the WAN's section"),
+    ("ip6_mtu@wan100=1500", "ip6_mtu@wan100: nothing reads this key; did you mean mtu?"),
     ("extra_sid_0@system=10", "extra_sid_0@system: nothing reads this key; did you mean extra_sid_N?"),
 ])
 def test_a_name_that_nothing_reads_is_told(tool, line, finding):
@@ -105,6 +107,14 @@ def test_the_section_of_the_wan_follows_its_interface(tool):
      "ip6_filter_list@wan100: record 1 (web), range 1 is left out: its host is no IPv6 address"),
     (["ip6_filter_cnt@wan100=1", "ip6_filter_list@wan100=a;3fff::1;b;1;2/b;3fff::1;tcp;1;1;udp;9;8"],
      "ip6_filter_list@wan100: record 2 (b), range 2 is left out: its ports are no range within 1 to 65535"),
+    (["ip6_filter_cnt@wan100=1", "ip6_filter_list@wan100=ping;3fff::1;icmp;1;2"],
+     "ip6_filter_list@wan100: record 1 (ping), range 1 is left out: its protocol is neither tcp nor udp nor both"),
+    (["ip6_filter_cnt@wan100=1", "ip6_filter_list@wan100=web;2001:db8::5;tcp;80;80"],
+     "ip6_filter_list@wan100: record 1 (web) opens nothing: its host lies in 2001:db8::/32, for documentation, and the "
+     "firewall forwards none of it"),
+    (["ip6_filter_cnt@wan100=1", "ip6_filter_list@wan100=web;fd12:3456::5;tcp;80;80"],
+     "ip6_filter_list@wan100: record 1 (web) opens nothing: its host lies in fd00::/8, for unique-local addresses, and "
+     "the firewall forwards none of it"),
     (["ip6_filter_cnt@wan100=1", "ip6_filter_list@wan100=name;3fff::1"],
      "ip6_filter_list@wan100: record 1 (name) opens nothing: it has no pair of ports"),
     (["ip6_filter_cnt@wan100=21", "ip6_filter_list@wan100=" + "/".join(["a;3fff::1;b;1;1"] * 21)],

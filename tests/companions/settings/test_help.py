@@ -35,11 +35,37 @@ def test_a_key_without_a_value_says_so_and_no_store_is_made_for_it(tool):
     assert not (tool.folder / "ccfg.db").exists()
 
 
+def test_a_key_that_the_wan_and_the_lans_have_is_told_for_each(tool):
+    tool.run("import", text="ip6_pfxlen@lan1=64\nip6_pfxlen@wan100=128\n")
+    told = {section: tool.run("help", "ip6_pfxlen" + section)[1] for section in ("", "@wan100", "@lan1")}
+    assert [line for line in told["@wan100"] if line.startswith("  in:")] == ["  in:         the WAN's section"]
+    assert [line for line in told["@lan1"] if line.startswith("  in:")] == ["  in:         lan0, lan1"]
+    assert told[""] == [*told["@wan100"], "", *told["@lan1"]]
+
+
 def test_an_unknown_key_names_the_nearest_one(tool):
     assert tool.run("help", "ip6_gua_sd") == (1, [], "ccfg_cli: there is no such key; did you mean ip6_gua_sid\n")
-    assert tool.run("help", "mtu@lan0") == (1, [], "ccfg_cli: there is no such key in this section\n")
+    assert tool.run("help", "ip6_mtu") == (1, [], "ccfg_cli: there is no such key; did you mean mtu\n")
+    assert tool.run("help", "mtu@lan0") == (
+        1, [], "ccfg_cli: there is no such key in this section, only in the WAN's section\n")
+    assert tool.run("help", "ip6_prefix@system")[2] == (
+        "ccfg_cli: there is no such key in this section, only in lan0, lan1, the WAN's section\n")
     assert tool.run("help", "x" * 5000) == (1, [], "ccfg_cli: there is no such key\n")
     assert tool.run("help", "a", "b")[0] == 2
+
+
+def test_a_word_lists_the_keys_that_have_to_do_with_it(tool):
+    told = "ccfg_cli: there is no such key; the word is in those above\n"
+    status, lines, errors = tool.run("help", "DUID")
+    assert (status, errors) == (1, told) and [line.split()[0] for line in lines] == ["ip6_duid_type", "ip6_duid"]
+    # No key is called so, but some are for it.
+    status, lines, errors = tool.run("help", "radvd")
+    keys = [line.split()[0] for line in lines]
+    assert (status, errors) == (1, told) and keys and all("radvd" not in key for key in keys)
+    for key in keys:
+        assert "radvd" in "\n".join(tool.run("help", key)[1])
+    assert tool.run("help", "zz") == (1, [], "ccfg_cli: there is no such key\n")
+    assert tool.run("help", "@lan0") == (1, [], "ccfg_cli: there is no such key\n")
 
 
 def test_help_alone_ends_with_every_key(tool):

@@ -1,6 +1,7 @@
 """Values and files that somebody else chose, and a gateway that cannot be asked."""
 
 import hashlib
+import json
 import os
 import subprocess
 
@@ -22,7 +23,9 @@ def test_a_damaged_store_is_told_and_left_alone(gw):
     gw.store = None
     path.write_bytes(damaged)
     look = gw.look()
-    assert (look.health, look.row("system", "store")["state"]) == ("unknown", "unknown")
+    row = look.row("system", "store")
+    assert (look.health, row["state"], row["help"]) == (
+        "unknown", "unknown", "ccfg_cli import /etc/config/ccfg.factory")
     assert path.read_bytes() == damaged and sorted(os.listdir(gw.path("config"))) == names
 
 
@@ -96,6 +99,9 @@ def test_a_program_that_fails_is_told(gw):
     gw.scripts["ip6tables-save"] = "exit 3"
     look = gw.look()
     assert (look.health, look.reasons()) == ("unknown", {"firewall loaded": "ip6tables-save: it failed"})
+    words = gw.command("setpriv", "--reuid", "65534", "--clear-groups", "/mnt/ipv6status", "--json")
+    told = json.loads(subprocess.run(words, capture_output=True, check=False, timeout=120).stdout)["sections"]["firewall"]
+    assert [row["why"] for row in told if "why" in row] == ["ip6tables-save: it failed; it answers root alone"]
 
 
 def test_a_program_that_never_answers_is_given_up(gw):

@@ -21,7 +21,8 @@ def test_the_screen_says_the_same(gw):
     assert "  ok global prefix          3fff:200:300:1::/64" in lines
     gw.network.remove("addr add 3fff:200:300:2::1/64 dev br-lan1 nodad")
     status, lines = gw.screen()
-    assert (status, lines[:2]) == (1, ["degraded", "  !! lan1 global address: the store has it, br-lan1 does not"])
+    assert (status, lines[:4]) == (1, ["degraded", "  !! lan1 global address 3fff:200:300:2::1: the store has it, br-lan1 does not",
+                                       "  -> ipv6_lan_restart", ""])
 
 
 def test_what_is_left_of_the_prefix_comes_from_the_lease(gw):
@@ -69,12 +70,22 @@ def test_a_default_route_that_leads_elsewhere(gw):
     assert gw.look().reasons() == {"wan gateway": "the default route leads elsewhere"}
 
 
+@pytest.mark.parametrize("mode, helps", [("dhcp", "dhcp6c_start"), ("static", "wan6c_restart")])
+def test_what_starts_the_wan_anew_depends_on_its_mode(gw, mode, helps):
+    gw.store["ip6_proto@wan100"] = mode
+    gw.network.remove("route add default via fe80::1 dev eth0")
+    assert gw.look().row("wan", "gateway")["help"] == helps
+
+
 def test_a_link_that_is_down(gw):
     gw.network = [line for line in gw.network if line != "link set line up"]
     assert gw.look().row("wan", "link")["value"] == "no carrier"
     gw.network = [line for line in gw.network if "eth0 up" not in line and "default" not in line]
-    assert gw.look().row("wan", "link") == {"name": "link", "value": "down", "state": "wrong",
-                                            "why": "the link is not up"}
+    look = gw.look()
+    assert look.row("wan", "link") == {"name": "link", "value": "down", "state": "wrong", "why": "the link is not up",
+                                       "help": "ip link set eth0 up"}
+    # There is no use in starting a client on it.
+    assert "help" not in look.row("wan", "gateway")
 
 
 def test_a_wan_that_does_not_exist(gw):
@@ -107,6 +118,7 @@ def test_an_address_and_a_prefix_that_were_left_behind(gw):
     gw.files["/tmp/radvd.conf"] += "interface br-lan1 {\nprefix 3fff:200:999:2::/64 {\n"
     look = gw.look()
     assert look.row("lan0", "old_address")["value"] == "3fff:200:999:1::1/64"
+    assert look.row("lan0", "old_address")["help"] == "zel_ifconfig br-lan 3fff:200:999:1::1 64 0"
     assert look.row("lan1", "old_prefix")["value"] == "3fff:200:999:2::/64"
     assert look.health == "degraded"
 
@@ -119,9 +131,50 @@ def test_radvd_that_was_killed(gw):
     assert look.why("lan1", "global_prefix") == "it is not advertised: radvd does not run"
 
 
+def test_the_cause_stands_before_what_follows_from_it_and_what_helps_is_said_once(gw):
+    del gw.daemons["radvd"]
+    _, lines = gw.screen()
+    assert lines[:lines.index("")] == [
+        "degraded",
+        "  !! daemons daemon radvd not running: /tmp/radvd.conf is there, so it has been started, and it does not run",
+        "  !! lan0 global prefix 3fff:200:300:1::/64: it is not advertised: radvd does not run",
+        "  !! lan0 unique local prefix fd11:2233:4455:1::/64: it is not advertised: radvd does not run",
+        "  !! lan1 global prefix 3fff:200:300:2::/64: it is not advertised: radvd does not run",
+        "  -> ipv6_lan_restart"]
+
+
+@pytest.mark.parametrize("name, sign, helps", [
+    ("dnsmasq", "/run/dnsmasq2.pid", "/etc/init.d/dnsmasq2 restart"), ("rdnssd", "/tmp/rdnssd", "zel_ipv6_lan lan"),
+    ("dhclient", "/run/dhcp6c-wan.pid", "dhcp6c_start"), ("dhcp6d", "/tmp/dhcp6d.conf", "ipv6_lan_restart")])
+def test_a_daemon_that_left_its_sign_and_is_gone(gw, name, sign, helps):
+    gw.daemons.pop(name, None)
+    gw.files[sign] = "4711\n"
+    look = gw.look()
+    row = look.row("daemons", "daemon", name)
+    assert list(look.reasons()) == [f"daemons daemon {name}"]
+    assert (row["state"], row["help"]) == ("wrong", helps)
+
+
+def test_a_bridge_that_is_down(gw):
+    gw.network.append("link set br-lan1 down")
+    row = gw.look().row("lan1", "bridge")
+    assert (row["why"], row["help"]) == ("it is down", "ip link set br-lan1 up && ipv6_lan_restart")
+
+
 def test_a_prefix_that_is_not_in_radvds_file(gw):
-    gw.files["/tmp/radvd.conf"] = gw.files["/tmp/radvd.conf"].replace("prefix 3fff:200:300:2::/64", "prefix fd00::/64")
+    gw.files["/tmp/radvd.conf"] = gw.files["/tmp/radvd.conf"].replace("prefix 3fff:200:300:2::/64 {\n};\n", "")
     assert gw.look().reasons() == {"lan1 global_prefix": "/tmp/radvd.conf does not have it"}
+
+
+def test_unique_local_addresses_that_are_off_in_the_store_alone(gw):
+    gw.store["ip6_ula_eb@lan0"] = "0"
+    assert gw.look().reasons() == {"lan0 old_address": "br-lan has it, the store does not",
+                                   "lan0 old_prefix": "/tmp/radvd.conf has it, the store does not"}
+
+
+def test_unique_local_addresses_of_another_global_id(gw):
+    gw.network.append("addr add fdaa:bbbb:cccc:1::1/64 dev br-lan nodad")
+    assert gw.look().reasons() == {"lan0 old_address": "br-lan has it, the store does not"}
 
 
 def test_daemons_that_were_never_started(gw):
@@ -142,6 +195,13 @@ def test_a_file_that_has_changed_since_its_daemon_was_started(gw):
 def test_a_firewall_that_was_flushed(gw):
     gw.loaded = []
     assert gw.look().reasons() == {"firewall loaded": "the firewall is empty: everything is let through"}
+
+
+def test_rules_that_are_not_of_the_file_are_counted(gw):
+    assert gw.look().row("firewall", "loaded")["value"] == "4 rules"
+    gw.loaded = ["-A FORWARD -j ACCEPT", *RULES]
+    look = gw.look()
+    assert (look.health, look.row("firewall", "loaded")["value"]) == ("healthy", "5 rules, 1 more than the file has")
 
 
 def test_a_ruleset_that_was_refused(gw):

@@ -7,6 +7,7 @@ import re
 import select
 import signal
 import subprocess
+import termios
 
 import pytest
 
@@ -57,6 +58,34 @@ def test_colors_are_for_terminals_that_want_them(gw):
     assert "\033" not in seen_on_a_terminal(gw, "TERM=xterm", "NO_COLOR=1")
     assert "\033" not in seen_on_a_terminal(gw, "TERM=dumb")
     assert "\033" not in gw.run()[1]
+
+
+def watched_on_a_terminal(gw, rows, columns):
+    """The lines of the first look of --watch."""
+    ours, theirs = pty.openpty()
+    termios.tcsetwinsize(theirs, (rows, columns))
+    words = gw.command("env", "TERM=xterm", "/mnt/ipv6status", "--watch", "600")
+    with subprocess.Popen(words, stdout=theirs, stderr=subprocess.DEVNULL) as child:
+        shown = ""
+        while not re.search(r"more lines\n$|\nneighbors\n *count +0\n$", shown):
+            assert select.select([ours], [], [], 60)[0], shown
+            shown += re.sub("\033\\[[0-9;]*m", "", os.read(ours, 65536).decode()).replace("\r", "")
+        child.terminate()
+    os.close(ours)
+    os.close(theirs)
+    before, clear, first = shown.partition("\033[H\033[2J")
+    assert (before, bool(clear)) == ("", True)
+    return first.splitlines()
+
+
+def test_watch_keeps_the_summary_on_a_small_terminal(gw):
+    lines = watched_on_a_terminal(gw, 10, 80)
+    assert len(lines) == 9 and re.fullmatch(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d", lines[0])
+    assert lines[1] == "healthy" and re.fullmatch(r"\.\.\. \d+ more lines", lines[-1])
+    narrow = watched_on_a_terminal(gw, 10, 20)
+    assert sum(-(-len(line) // 20) or 1 for line in narrow) <= 9 and narrow[1] == "healthy"
+    everything = watched_on_a_terminal(gw, 200, 80)
+    assert everything[-1].startswith("     count ")
 
 
 def test_watch_looks_again_until_it_is_interrupted(gw):

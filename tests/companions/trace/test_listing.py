@@ -7,6 +7,8 @@ import subprocess
 import pytest
 from trace_logs import TOOL, end, event, run_of, said, shell, start
 
+from ipv6trace.selection import uptime_of_clock  # trace_logs makes it importable
+
 LEASE = event("BOUND6", 100, "", shell(100, "vorn_syslog_cli addEventCode -1 P005 3fff::/56")) + \
     event("EFFECT6", 101, "3fff::", shell(101, "killall radvd", 1), shell(105, "ip6tables-restore /tmp/.ip6t", 2))
 CRON = "".join(run_of("zel_ip6neigh_update", 120 + n, shell(120 + n, "ip -6 neigh show > /tmp/.ip6_neigh_show"))
@@ -83,6 +85,43 @@ def test_since_looks_at_the_newest_boot_only(tool):
     assert re.findall(r"#(\d+)", tool.text("-b", "--since", "30", log=log)) == ["7"]
     assert re.findall(r"#(\d+)", tool.text("-b", "--since", "boot", log=log)) == ["6", "7"]
     assert "2 boots" in tool.text(log=log) and "-- since boot 2 of 2" in tool.text(log=log)
+
+
+def by_clock(tool, moment, written=1_700_000_000):
+    """The numbers of the runs since a time of day in UTC, and what is said of it. The log's last line is of 9001 s; its
+    file was written last at 22:13:20 of 2023-11-14 unless another time is given."""
+    path = tool.log(LEASE + CRON + event("BOUND6", 9000, "3fff:1::") + run_of("zel_ipcp_up", 9001))
+    os.utime(path, (written, written))
+    text = tool.text("--brief", "--since", moment, path, env={**os.environ, "TZ": "UTC"})
+    return re.findall(r"#(\d+)", text), text.splitlines()[1]
+
+
+def test_since_a_time_of_day_is_reckoned_back_from_the_files_time(tool):
+    newest = "the log was last written at 22:13:20, as its file says."
+    assert by_clock(tool, "22:13:20") == (["9"], f"2023-11-14 22:13:20 is uptime 9001 s: {newest}")
+    assert by_clock(tool, "22:13") == (["8", "9"], f"2023-11-14 22:13:00 is uptime 8981 s: {newest}")
+    assert by_clock(tool, "19:45:23") == (["7", "8", "9"], f"2023-11-14 19:45:23 is uptime 124 s: {newest}")
+    # Later than the newest line is the day before, and before the device was started.
+    runs, said_of_it = by_clock(tool, "22:14")
+    assert runs == ["2", "1", "3", "7", "8", "9"] and said_of_it == f"2023-11-13 22:14:00 is before the newest boot: {newest}"
+    # Ten seconds past midnight.
+    assert by_clock(tool, "23:59:59", 1_700_006_410)[1].startswith("2023-11-14 23:59:59 is uptime 8990 s: ")
+
+
+def test_a_time_of_day_needs_a_file_that_knows_one(tool):
+    done = tool.run("--since", "17:03", "-", input=LEASE.encode())
+    assert (done.returncode, done.stdout, done.stderr.count(b"\n")) == (2, b"", 1)
+    assert b"--since 17:03: only a file says when its last line came" in done.stderr
+    with open(tool.log(LEASE), "rb") as log:
+        assert tool.run("--since", "17:03", "-", stdin=log).returncode == 0
+    for moment in ("24:00", "17:60", "7:3", "17:03:60", "17:", ":03", "١٧:٠٣"):
+        assert tool.run("--since", moment, log=LEASE).returncode == 2
+
+
+@pytest.mark.parametrize("written", [1 << 42, 1 << 62, -(1 << 62), float(1 << 80)])
+def test_a_file_from_the_end_of_time_is_shown_whole(written):
+    since, said_of_it = uptime_of_clock(61380, written, 9001)
+    assert since == ("boot", 0) and "out of range" in said_of_it
 
 
 def test_a_long_log_shows_its_newest_and_says_so(tool):

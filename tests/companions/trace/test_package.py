@@ -34,7 +34,7 @@ def test_the_page_can_be_made_and_read():
 def test_every_example_of_the_page_runs(tool):
     tool.log(LOG)
     examples = re.findall(r"^\t(ipv6trace .*)$", PAGE.partition("# EXAMPLES")[2], re.M)
-    assert len(examples) == 5
+    assert len(examples) == 6
     for example in examples:
         words = shlex.split(re.sub(r"\\(.)", r"\1", example))[1:]
         done = tool.run(*words, *([] if words[-1] == "ipv6.log" else ["ipv6.log"]))
