@@ -13,7 +13,7 @@ from clean import clean_run
 from figures import LONG
 from scenes import GUARD, SCENES, STATE_FILES
 
-ROUNDS = 60 if LONG else 4
+ROUNDS = 85 if LONG else 4
 SEED = 20
 SET = re.compile(r"ccfg_cli set ([^=]+)=(.*)")
 UNSET = re.compile(r"ccfg_cli unset (.*)")
