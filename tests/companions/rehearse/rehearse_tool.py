@@ -3,7 +3,9 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
+import tempfile
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[3]
 BUILD = pathlib.Path(os.environ.get("IPV6CTL_BUILD", REPOSITORY / "build")).resolve()
@@ -13,6 +15,24 @@ FACTORY = REPOSITORY / "platform/stock/kit/root/etc/config/ccfg.factory"
 NEEDED = ("ipv6ctl", "ccfg_cli", "companions/recorder/recorder", "companions/recorder/launcher", "companions/recorder/instant.so")
 DELEGATED = ("--delegated", "3fff:1234:0:5600::/56")
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+
+
+def readable_by_everybody(path):
+    return all(each.stat().st_mode & 0o5 == 0o5 for each in [path, *path.parents])
+
+
+if all((BUILD / name).exists() for name in NEEDED) and not (readable_by_everybody(REHEARSE) and readable_by_everybody(BUILD)):
+    # Some tests are an ordinary user's, and root's home is closed to one: a copy where everybody may look.
+    _COPY = tempfile.TemporaryDirectory(prefix="ipv6rehearse-tree-")
+    _PLACE = pathlib.Path(_COPY.name)
+    _PLACE.chmod(0o755)
+    shutil.copytree(REPOSITORY / "companions", _PLACE / "companions", symlinks=True)
+    for _name in NEEDED:
+        (_PLACE / "build" / _name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(BUILD / _name, _PLACE / "build" / _name)
+    shutil.copytree(REPOSITORY / "platform/stock/kit", _PLACE / "platform/stock/kit", symlinks=True)
+    BUILD = _PLACE / "build"
+    TOOL = _PLACE / "companions/rehearse/bin/ipv6rehearse"
 
 
 class RehearseTool:
