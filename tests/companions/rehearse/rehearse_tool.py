@@ -10,29 +10,35 @@ import tempfile
 REPOSITORY = pathlib.Path(__file__).resolve().parents[3]
 BUILD = pathlib.Path(os.environ.get("IPV6CTL_BUILD", REPOSITORY / "build")).resolve()
 REHEARSE = REPOSITORY / "companions/rehearse"
-TOOL = REHEARSE / "bin/ipv6rehearse"
-FACTORY = REPOSITORY / "platform/stock/kit/root/etc/config/ccfg.factory"
 NEEDED = ("ipv6ctl", "ccfg_cli", "companions/recorder/recorder", "companions/recorder/launcher", "companions/recorder/instant.so")
 DELEGATED = ("--delegated", "3fff:1234:0:5600::/56")
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
 
 
-def readable_by_everybody(path):
+def open_to_everybody(path):
     return all(each.stat().st_mode & 0o5 == 0o5 for each in [path, *path.parents])
 
 
-if all((BUILD / name).exists() for name in NEEDED) and not (readable_by_everybody(REHEARSE) and readable_by_everybody(BUILD)):
-    # Some tests are an ordinary user's, and root's home is closed to one: a copy where everybody may look.
+def copied_for_everybody(folder):
+    """The tree and the build folder as far as the tool needs them, below a folder that is removed when the tests end."""
+    place = pathlib.Path(folder.name)
+    place.chmod(0o755)
+    shutil.copy2(REPOSITORY / "CMakeLists.txt", place)      # a source tree is known by it, and has its version from it
+    for name in ("companions", "platform/stock/kit"):
+        shutil.copytree(REPOSITORY / name, place / name, symlinks=True)
+    for name in NEEDED:
+        (place / "build" / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(BUILD / name, place / "build" / name)
+    return place, place / "build"
+
+
+# Some tests are an ordinary user's, and root's home is closed to one. Nothing is copied before there is a build: its lack is told elsewhere.
+TREE, PROGRAMS = REPOSITORY, BUILD
+if all((BUILD / name).exists() for name in NEEDED) and not (open_to_everybody(REPOSITORY) and open_to_everybody(BUILD)):
     _COPY = tempfile.TemporaryDirectory(prefix="ipv6rehearse-tree-")
-    _PLACE = pathlib.Path(_COPY.name)
-    _PLACE.chmod(0o755)
-    shutil.copytree(REPOSITORY / "companions", _PLACE / "companions", symlinks=True)
-    for _name in NEEDED:
-        (_PLACE / "build" / _name).parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy2(BUILD / _name, _PLACE / "build" / _name)
-    shutil.copytree(REPOSITORY / "platform/stock/kit", _PLACE / "platform/stock/kit", symlinks=True)
-    BUILD = _PLACE / "build"
-    TOOL = _PLACE / "companions/rehearse/bin/ipv6rehearse"
+    TREE, PROGRAMS = copied_for_everybody(_COPY)
+TOOL = TREE / "companions/rehearse/bin/ipv6rehearse"
+FACTORY = TREE / "platform/stock/kit/root/etc/config/ccfg.factory"
 
 
 class RehearseTool:
@@ -44,7 +50,7 @@ class RehearseTool:
         self.temporary.mkdir()
         self.temporary.chmod(0o1777)
         self.environment = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TMPDIR": str(self.temporary), "LC_ALL": "C.UTF-8",
-                            "IPV6CTL_BUILD": str(BUILD), "TESA_STORE": "/nowhere/ccfg.db"}
+                            "IPV6CTL_BUILD": str(PROGRAMS), "TESA_STORE": "/nowhere/ccfg.db"}
 
     def settings(self, *lines, name="settings.txt"):
         """The factory settings with these lines after them, in a file."""

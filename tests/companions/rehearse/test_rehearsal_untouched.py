@@ -7,7 +7,7 @@ import subprocess
 import time
 
 import pytest
-from rehearse_tool import BUILD, DELEGATED, NOBODY, TOOL
+from rehearse_tool import DELEGATED, NOBODY, PROGRAMS, TOOL
 
 # All of / under an overlay whose upper layer gets whatever is written, with the processes and the network of a new machine.
 WATCHED = """
@@ -55,7 +55,7 @@ def machine(tmp_path):
 
 def rehearsals(user):
     """The lines that rehearse all commands, with the daemons' verdicts; 0 and 1 are both an answer."""
-    who = shlex.join([*user, "env", f"IPV6CTL_BUILD={BUILD}", "TESA_STORE=/nowhere", str(TOOL)])
+    who = shlex.join([*user, "env", f"IPV6CTL_BUILD={PROGRAMS}", "TESA_STORE=/nowhere", str(TOOL)])
     return "\n".join(f"{who} --command {command} {shlex.join(DELEGATED)} --quiet || [ $? -eq 1 ]" for command in COMMANDS)
 
 
