@@ -67,6 +67,19 @@ def test_a_run_that_changes_nothing_writes_nothing_to_the_store(home, command):
     assert any(call.path == STORE for call in calls)
 
 
+def test_the_store_is_read_once_also_by_a_run_that_changes_it(home):
+    _, calls = traced(home, "ipv6_lan_restart")
+    assert changes_of_the_store(calls) != []
+    assert [call.name for call in calls if call.path == STORE and call.name == "openat"] == ["openat"]
+
+
+def test_a_question_to_the_store_costs_a_look_at_the_open_file(home):
+    _, calls = traced(home, "dhcp6c_release")
+    looks = [call for call in calls if call.name == "newfstatat"]
+    assert len([call for call in looks if call.file == STORE]) > 50
+    assert len([call for call in looks if call.path == STORE]) < 6          # at the beginning
+
+
 def test_a_run_that_changes_something_is_seen_to_write(home):
     _, calls = traced(home, "ipv6_lan_restart", "-f")
     done = {call.split("(")[0] for call in changes_of_the_store(calls)}

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <fcntl.h>
+#include <limits>
 #include <sys/sysinfo.h>
 
 #include "files.h"
@@ -15,17 +16,42 @@ namespace {
 constexpr char log_path[] = "/tmp/ipv6.log";
 constexpr char console_path[] = "/dev/console";
 constexpr std::size_t line_size = 1536;
+constexpr std::size_t longest_name = 64;
 
-void append_line(const FileDescriptor& file, const char* name, const char* format, std::va_list values)
+// "[name][uptime] ", which every line begins with, without a walk through a format. Returns its end.
+char* write_prefix(char* to, const char* name)
 {
+    const std::size_t length = strnlen(name, longest_name);
+    *to++ = '[';
+    std::memcpy(to, name, length);
+    to += length;
+    *to++ = ']';
+    *to++ = '[';
+    char digits[std::numeric_limits<unsigned long>::digits10 + 1];
+    char* const digits_end = digits + sizeof digits;
+    char* digit = digits_end;
+    auto rest = static_cast<unsigned long>(uptime_seconds());
+    do
+        *--digit = static_cast<char>('0' + rest % 10);
+    while ((rest /= 10) != 0);
+    while (digit < digits_end)
+        *to++ = *digit++;
+    *to++ = ']';
+    *to++ = ' ';
+    return to;
+}
+
+// `opened` is the file's descriptor, which is closed here, or -1.
+void append_line(int opened, const char* name, const char* format, std::va_list values)
+{
+    const FileDescriptor file(opened);
     char line[line_size];
-    print_text(line, sizeof line, "[%s][%ld] ", name, uptime_seconds());
-    const std::size_t prefix = std::strlen(line);
-    vsnprintf(line + prefix, sizeof line - prefix - 1, format, values);
-    std::size_t length = std::strlen(line);
-    line[length++] = '\n';
+    char* const message = write_prefix(line, name);
+    vsnprintf(message, static_cast<std::size_t>(line + sizeof line - 1 - message), format, values);
+    char* const end = message + std::strlen(message);
+    *end = '\n';
     if (file.is_open())
-        file.write(line, length);
+        file.write(line, static_cast<std::size_t>(end + 1 - line));
 }
 
 // Every line opens the log anew, so that it costs no look at what was opened: a link is refused and a FIFO waits for
@@ -54,7 +80,7 @@ void log_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(FileDescriptor(open_log()), name, format, values);
+    append_line(open_log(), name, format, values);
     va_end(values);
 }
 
@@ -62,7 +88,7 @@ void console_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(FileDescriptor(open_console(O_APPEND)), name, format, values);
+    append_line(open_console(O_APPEND), name, format, values);
     va_end(values);
 }
 

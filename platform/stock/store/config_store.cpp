@@ -191,14 +191,15 @@ int tesa_ccfg_commit(int tid, int, int)
     Overlay& overlay = transaction->overlay;
     if (overlay.touched().empty())
         return 0;
-    if (!create_missing_store(store_path()) || !store.snapshot.refresh(store_path()))
+    const char* const path = store_path();
+    if (!store.snapshot.is_newest(path) && (!create_missing_store(path) || !store.snapshot.refresh(path)))
         return -1;
     bool any = false;
     for (const TouchedSetting& touched : overlay.touched())
         any = any || differs(touched);
     if (any) {
         StoreWriter writer;
-        if (!writer.begin(store_path()))
+        if (!writer.begin(path, Damaged::refuse, &store.snapshot))
             return -1;
         for (const TouchedSetting& touched : overlay.touched()) {
             if (!(touched.is_removed ? writer.remove(touched.name) : writer.put(touched.name, touched.value())))

@@ -1,5 +1,7 @@
 #include "settings_text.h"
 
+#include <string.h>
+
 #include "setting_name.h"
 #include "text_parts.h"
 
@@ -63,8 +65,9 @@ StoredSetting take_setting(std::string_view& lines)
 bool find_setting(std::string_view lines, std::string_view record, std::string_view& value)
 {
     while (!lines.empty()) {
-        const size_t before = first_part(lines, lines.size() / 2).rfind('\n');
-        const size_t start = before == lines.npos ? 0 : before + 1;
+        const void* const before = memrchr(lines.data(), '\n', lines.size() / 2);
+        const size_t start =
+            before == nullptr ? 0 : static_cast<size_t>(static_cast<const char*>(before) - lines.data()) + 1;
         std::string_view behind = rest_after(lines, start);
         const StoredSetting setting = take_setting(behind);
         const int order = setting.record.compare(record);

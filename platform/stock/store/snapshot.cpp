@@ -5,13 +5,28 @@
 #include "settings_text.h"
 #include "store_message.h"
 
+// Who gives another file the store's name takes the last name from this one, who gives this one another name changes
+// its status: either shows at the descriptor, without a walk along the path. A file with a second name keeps one either
+// way.
+bool Snapshot::is_newest(const char* path)
+{
+    if (is_watched_ && copy_.is_untouched())
+        return true;
+    is_watched_ = false;
+    struct stat file;
+    if (copy_.is_empty() || stat(path, &file) != 0 || !copy_.recognize(file))
+        return false;
+    is_watched_ = file.st_nlink == 1;
+    return true;
+}
+
 bool Snapshot::refresh(const char* path)
 {
+    if (is_newest(path))
+        return true;
     struct stat file;
     if (stat(path, &file) != 0)
         file = {};
-    else if (copy_.is_of(file))
-        return true;
     if (!copy_.is_empty() && is_same_file(file, refused_))
         return false;
     StoreCopy newer;

@@ -1,7 +1,7 @@
 // The newest committed settings, as one process sees them.
 //
 // They are read once for every state of the store that the process meets. Until another process commits, a read costs
-// a look at the file's name and a search in memory; it takes no lock and waits for nobody.
+// a look at the open file and a search in memory; it takes no lock and waits for nobody.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,9 +12,14 @@
 
 class Snapshot {
 public:
+    // True when the store at `path` has the state of the copy.
+    bool is_newest(const char* path);
+
     // Reads the store at `path` when it has another state than the copy. Returns false, after one message for each
     // such file, when that cannot be had; an older copy then stays.
     bool refresh(const char* path);
+
+    const StoreCopy& copy() const { return copy_; }
 
     // Looks up the setting kept as `record`; the value is valid until the next refresh.
     bool find(std::string_view record, std::string_view& value) const;
@@ -26,5 +31,6 @@ public:
 
 private:
     StoreCopy copy_;
+    bool is_watched_ = false; // the copy's file was seen under the store's name, its only one
     struct stat refused_ = {};
 };

@@ -17,6 +17,11 @@ bool is_same_time(const timespec& one, const timespec& other)
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
+bool has_same_contents(const struct stat& one, const struct stat& other)
+{
+    return is_same_file(one, other) && one.st_size == other.st_size && is_same_time(one.st_mtim, other.st_mtim);
+}
+
 } // namespace
 
 const char* store_path()
@@ -86,10 +91,19 @@ int StoreCopy::read_contents()
     return settings_of_store({area_.data(), done}, settings_) ? 0 : damaged_store;
 }
 
-bool StoreCopy::is_of(const struct stat& file) const
+bool StoreCopy::recognize(const struct stat& file)
 {
-    return !is_empty() && is_same_file(file, file_) && file.st_size == file_.st_size
-           && is_same_time(file.st_mtim, file_.st_mtim);
+    if (is_empty() || !has_same_contents(file, file_))
+        return false;
+    file_ = file;
+    return true;
+}
+
+bool StoreCopy::is_untouched() const
+{
+    struct stat now;
+    return !is_empty() && fstat(fd_, &now) == 0 && has_same_contents(now, file_) && now.st_nlink == file_.st_nlink
+           && is_same_time(now.st_ctim, file_.st_ctim);
 }
 
 void StoreCopy::release()

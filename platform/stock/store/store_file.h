@@ -29,9 +29,12 @@ public:
     // Reads the file `path` and checks every byte of it. Returns 0, or what is wrong, the copy being empty then.
     int read(const char* path);
 
-    // True when `file` is the very file that was read, unchanged. It cannot be taken for a newer one, because it is
-    // kept open.
-    bool is_of(const struct stat& file) const;
+    // True when `file` is the very file that was read, its contents unchanged. It cannot be taken for a newer one,
+    // because it is kept open. Owner, mode and names of the copy's file are then those of `file`.
+    bool recognize(const struct stat& file);
+
+    // True when nothing was done to the file since it was read or recognized: neither to its contents nor to its names.
+    bool is_untouched() const;
 
     // The settings as sorted text (settings_text.h); valid until the next read or release.
     std::string_view settings() const { return settings_; }

@@ -40,9 +40,11 @@ char* write_digits(char* to, uint64_t number, size_t digits)
 uint64_t content_sum(std::string_view bytes)
 {
     uint64_t sum = bytes.size();
-    for (; bytes.size() >= sizeof sum; bytes = rest_after(bytes, sizeof sum))
-        sum = add_word(sum, word_of(bytes.data(), sizeof sum));
-    return bytes.empty() ? sum : add_word(sum, word_of(bytes.data(), bytes.size()));
+    const char* at = bytes.data();
+    size_t left = bytes.size();
+    for (; left >= sizeof sum; at += sizeof sum, left -= sizeof sum)
+        sum = add_word(sum, word_of(at, sizeof sum));
+    return left == 0 ? sum : add_word(sum, word_of(at, left));
 }
 
 void write_store_head(std::string_view settings, char* head)

@@ -52,7 +52,7 @@ bool StoreWriter::fail(int error)
     return false;
 }
 
-bool StoreWriter::begin(const char* path, Damaged damaged)
+bool StoreWriter::begin(const char* path, Damaged damaged, Snapshot* known)
 {
     path_ = path;
     int error = unfinished_.open(path);
@@ -63,7 +63,10 @@ bool StoreWriter::begin(const char* path, Damaged damaged)
         abort();
         return false;
     }
-    error = stored_.read(path);
+    if (known != nullptr && known->is_newest(path))
+        stored_ = &known->copy();
+    else
+        error = own_copy_.read(path);
     creates_ = error == ENOENT;
     replaces_damaged_ = damaged == Damaged::replace && (error == damaged_store || error == EIO);
     if (creates_ || replaces_damaged_)
@@ -163,7 +166,7 @@ bool StoreWriter::remove(const SettingName& name)
 // Gives the whole file that the store is to be, or an empty text when there is no memory for it.
 std::string_view StoreWriter::merge(MemoryArea& area) const
 {
-    std::string_view rest = stored_.settings();
+    std::string_view rest = stored_->settings();
     if (!area.reserve(store_head_size + rest.size() + changes_size_ + count_))
         return {};
     char* const settings = area.data() + store_head_size;
@@ -215,7 +218,7 @@ bool StoreWriter::publish(std::string_view contents)
     char kept[path_capacity] = {};
     int error = replaces_damaged_ ? choose_name_for_damaged(kept) : 0;
     if (error == 0) {
-        error = unfinished_.publish(contents, stored_.is_empty() ? nullptr : &stored_.file(),
+        error = unfinished_.publish(contents, stored_->is_empty() ? nullptr : &stored_->file(),
                                     replaces_damaged_ ? kept : nullptr);
     }
     if (error != 0 && creates_) {
@@ -239,7 +242,7 @@ bool StoreWriter::commit()
         done = fail(errno);
     else if (contents.size() > store_capacity)
         done = fail(full_store);
-    else if (stored_.is_empty() || rest_after(contents, store_head_size) != stored_.settings())
+    else if (stored_->is_empty() || rest_after(contents, store_head_size) != stored_->settings())
         done = publish(contents);
     area.release();
     abort();
@@ -249,7 +252,8 @@ bool StoreWriter::commit()
 void StoreWriter::abort()
 {
     unfinished_.close();
-    stored_.release();
+    own_copy_.release();
+    stored_ = &own_copy_;
     changes_.release();
     index_.release();
     creates_ = false;

@@ -8,6 +8,7 @@
 
 #include "memory_area.h"
 #include "setting_name.h"
+#include "snapshot.h"
 #include "store_file.h"
 #include "unfinished_file.h"
 
@@ -23,8 +24,9 @@ public:
 
     // Begins a change of the store at `path`; waits for other commits only. A store that is missing begins with the
     // settings of the file `ccfg.factory` in the same folder, or empty without that file. So does, with
-    // Damaged::replace, the successor of a damaged one. Returns false after a message.
-    bool begin(const char* path, Damaged damaged = Damaged::refuse);
+    // Damaged::replace, the successor of a damaged one. A state that is `known` is not read again; it has to stay until
+    // the change ends. Returns false after a message.
+    bool begin(const char* path, Damaged damaged = Damaged::refuse, Snapshot* known = nullptr);
 
     // True when the commit will create the store.
     bool creates() const { return creates_; }
@@ -55,7 +57,8 @@ private:
 
     const char* path_ = nullptr;
     UnfinishedFile unfinished_;
-    StoreCopy stored_;
+    StoreCopy own_copy_;
+    const StoreCopy* stored_ = &own_copy_; // the state that the change began with: this or what was known
     bool creates_ = false;
     bool replaces_damaged_ = false;
     MemoryArea changes_; // each with its record and value behind it
