@@ -2,12 +2,13 @@
 //
 // floor PLAN
 // PLAN holds NUL-ended records: a letter, a number of times, a blank and a text. S: a line run by osSystem, O: one
-// whose output is taken, L: a text appended to the log, with an open, a write and a close each time.
+// whose output is taken, L: a line of the log, with what every one takes: the uptime, an open, a write and a close.
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include "platform/common_library.h"
@@ -16,6 +17,8 @@ namespace {
 
 bool append_to_log(const char* text, size_t length)
 {
+    struct sysinfo uptime;
+    sysinfo(&uptime);
     const int log = open("/tmp/ipv6.log", O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     const bool written = log >= 0 && write(log, text, length) == static_cast<ssize_t>(length);
     return log >= 0 && close(log) == 0 && written;

@@ -24,17 +24,20 @@ bool is_control(char c)
     return byte < 0x20 || byte == 0x7f;
 }
 
-size_t name_part_size(std::string_view text)
+bool is_name_letter(char c)
 {
-    size_t size = 0;
-    while (size < text.size() && name_letters[static_cast<unsigned char>(text[size])])
-        ++size;
-    return size <= max_name_part ? size : 0;
+    return name_letters[static_cast<unsigned char>(c)];
 }
 
 bool is_name_part(std::string_view text)
 {
-    return !text.empty() && name_part_size(text) == text.size();
+    if (text.empty() || text.size() > max_name_part)
+        return false;
+    for (const char c : text) {
+        if (!is_name_letter(c))
+            return false;
+    }
+    return true;
 }
 
 bool SettingName::assign(std::string_view key, std::string_view section)

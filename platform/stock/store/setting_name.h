@@ -25,8 +25,8 @@ private:
 
 bool is_control(char c);
 
-// How many of the first bytes of `text` can be of a section or key; 0 when they are more than one may have.
-size_t name_part_size(std::string_view text);
+// True for what a section or key is made of: A-Za-z0-9_.- .
+bool is_name_letter(char c);
 
 // True for 1 to 63 bytes of A-Za-z0-9_.- .
 bool is_name_part(std::string_view text);

@@ -13,43 +13,45 @@ StoredSetting setting_of(std::string_view line)
     return {first_part(line, value), rest_after(line, value)};
 }
 
-// Size of "key@section=" at the front of `text`; 0 when something else is there.
-size_t record_size(std::string_view text)
+// Gives the place behind a section or key and its closing sign; null when something else is there.
+const char* behind_name_part(const char* begin, char closing)
 {
-    const size_t key = name_part_size(text);
-    if (key == 0 || key == text.size() || text[key] != '@')
-        return 0;
-    const std::string_view behind = rest_after(text, key + 1);
-    const size_t section = name_part_size(behind);
-    if (section == 0 || section == behind.size() || behind[section] != '=')
-        return 0;
-    return key + 1 + section + 1;
+    const char* end = begin;
+    while (is_name_letter(*end))
+        ++end;
+    const auto size = static_cast<size_t>(end - begin);
+    return size > 0 && size <= max_name_part && *end == closing ? end + 1 : nullptr;
 }
 
-// Number of bytes before the first control character, which a line end is too.
-size_t value_size(std::string_view text)
+// Gives the place behind a value and its line end; null when something else is there.
+const char* behind_value(const char* begin)
 {
-    size_t size = 0;
-    while (size < text.size() && !is_control(text[size]))
-        ++size;
-    return size;
+    const char* end = begin;
+    while (!is_control(*end))
+        ++end;
+    return static_cast<size_t>(end - begin) <= max_value && *end == '\n' ? end + 1 : nullptr;
 }
 
 } // namespace
 
 bool are_settings(std::string_view lines)
 {
+    if (!lines.empty() && lines.back() != '\n')
+        return false;
+    // Every walk stops at a line end, so that none leaves the text.
+    const char* at = lines.data();
+    const char* const end = at + lines.size();
     std::string_view previous;
-    while (!lines.empty()) {
-        const std::string_view record = first_part(lines, record_size(lines));
-        if (record <= previous)
+    while (at < end) {
+        const char* const section = behind_name_part(at, '@');
+        const char* const value = section != nullptr ? behind_name_part(section, '=') : nullptr;
+        if (value == nullptr)
+            return false;
+        const std::string_view record(at, static_cast<size_t>(value - at));
+        at = behind_value(value);
+        if (at == nullptr || record <= previous)
             return false;
         previous = record;
-        lines = rest_after(lines, record.size());
-        const size_t value = value_size(lines);
-        if (value > max_value || value == lines.size() || lines[value] != '\n')
-            return false;
-        lines = rest_after(lines, value + 1);
     }
     return true;
 }
