@@ -41,11 +41,11 @@ def find_files(calls):
 
 
 def log_lines(calls):
-    """The calls from each opening of the log to its closing."""
+    """The calls of each line of the log: from the one before its opening to its closing."""
     groups, group = [], None
-    for call in calls:
+    for before, call in zip(calls, calls[1:]):
         if call.name == "openat" and call.path == LOG:
-            group = []
+            group = [before]
             groups.append(group)
         if group is not None:
             group.append(call)

@@ -41,30 +41,27 @@ char* write_prefix(char* to, const char* name)
     return to;
 }
 
-// `opened` is the file's descriptor, which is closed here, or -1.
-void append_line(int opened, const char* name, const char* format, std::va_list values)
+// Every line opens the log anew, so that it costs no look at what was opened: a link is refused and a FIFO waits for
+// nobody. The console is a terminal, which takes a text when it can.
+constexpr int log_flags = O_APPEND | O_NOFOLLOW | O_NONBLOCK;
+constexpr int console_flags = O_NOCTTY;
+
+int open_to_write(const char* path, int flags)
 {
-    const FileDescriptor file(opened);
+    return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0644);
+}
+
+void append_line(const char* path, int flags, const char* name, const char* format, std::va_list values)
+{
     char line[line_size];
     char* const message = write_prefix(line, name);
+    const FileDescriptor file(open_to_write(path, flags));
+    if (!file.is_open())
+        return;
     vsnprintf(message, static_cast<std::size_t>(line + sizeof line - 1 - message), format, values);
     char* const end = message + std::strlen(message);
     *end = '\n';
-    if (file.is_open())
-        file.write(line, static_cast<std::size_t>(end + 1 - line));
-}
-
-// Every line opens the log anew, so that it costs no look at what was opened: a link is refused and a FIFO waits for
-// nobody.
-int open_log()
-{
-    return open(log_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
-}
-
-// The console is a terminal, which takes a text when it can.
-int open_console(int flags)
-{
-    return open(console_path, O_WRONLY | O_CREAT | O_NOCTTY | O_CLOEXEC | flags, 0644);
+    file.write(line, static_cast<std::size_t>(end + 1 - line));
 }
 
 } // namespace
@@ -80,7 +77,7 @@ void log_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(open_log(), name, format, values);
+    append_line(log_path, log_flags, name, format, values);
     va_end(values);
 }
 
@@ -88,7 +85,7 @@ void console_formatted(const char* name, const char* format, ...)
 {
     std::va_list values;
     va_start(values, format);
-    append_line(open_console(O_APPEND), name, format, values);
+    append_line(console_path, console_flags | O_APPEND, name, format, values);
     va_end(values);
 }
 
@@ -96,7 +93,7 @@ int my_printf_formatted(const char* format, ...)
 {
     if (format == nullptr)
         return 0;
-    const FileDescriptor console(open_console(O_TRUNC));
+    const FileDescriptor console(open_to_write(console_path, console_flags | O_TRUNC));
     if (!console.is_open())
         return 0;
 
