@@ -39,7 +39,7 @@ def test_a_run_with_nothing_to_do(gateway):
     guarded, released = [at for at, call in enumerate(calls) if call.name == "rt_sigaction"]
     assert names(calls[:guarded]) == [
         "openat", "close",                                      # descriptors 0 to 2 are open
-        "newfstatat", "newfstatat", "openat", "newfstatat", "mmap", "read", "read",         # the store
+        "newfstatat", "newfstatat", "openat", "newfstatat", "fstatfs", "mmap", "read", "read",      # the store
         *line]
     assert names(calls[guarded + 1:released]) == ["writev"]     # "is not support!"
     assert names(calls[released + 1:]) == ["close", "munmap", *line, "exit_group"]

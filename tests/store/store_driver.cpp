@@ -22,6 +22,27 @@ int commit_keys(int keys, const char* value)
     return committed == 0 ? 0 : 5;
 }
 
+// Reads a setting again and again in one transaction, each time behind a change by the tool. Returns 6 when a reading
+// gives another value than the tool has set.
+int follow_changes(const char* tool, int rounds)
+{
+    const int tid = tesa_start_transc();
+    if (tid < 0)
+        return 3;
+    std::string value;
+    for (int round = 0; round < rounds; ++round) {
+        // The first question meets another file, the second one a known file; it is known from then on.
+        for (int question = 0; question < 3; ++question) {
+            if (tesa_ccfg_cmp_str(tid, "lan0", "followed", value.c_str()) != 0)
+                return 6;
+        }
+        value = std::to_string(round);
+        if (std::system((std::string(tool) + " set followed@lan0=" + value).c_str()) != 0)
+            return 4;
+    }
+    return tesa_end_transc(tid);
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -33,9 +54,11 @@ int main(int argc, char* argv[])
         return run_writers(std::atoi(argv[2]), std::atoi(argv[3]));
     if (words.size() == 3 && words[0] == "commit")
         return commit_keys(std::atoi(argv[2]), argv[3]);
+    if (words.size() == 3 && words[0] == "follow")
+        return follow_changes(argv[2], std::atoi(argv[3]));
     if (words.size() >= 3 && words[0] == "kill")
         return kill_at_stop(std::atol(argv[2]), {words.begin() + 2, words.end()});
     std::fprintf(stderr, "usage: store_driver damage KIND STEP | writers PROCESSES COMMITS | commit KEYS VALUE | "
-                         "kill STOP PROGRAM ARGUMENT...\n");
+                         "follow TOOL ROUNDS | kill STOP PROGRAM ARGUMENT...\n");
     return 2;
 }

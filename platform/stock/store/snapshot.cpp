@@ -10,14 +10,11 @@
 // way.
 bool Snapshot::is_newest(const char* path)
 {
-    if (is_watched_ && copy_.is_untouched())
+    if (was_recognized_ && copy_.is_untouched())
         return true;
-    is_watched_ = false;
     struct stat file;
-    if (copy_.is_empty() || stat(path, &file) != 0 || !copy_.recognize(file))
-        return false;
-    is_watched_ = file.st_nlink == 1;
-    return true;
+    was_recognized_ = !copy_.is_empty() && stat(path, &file) == 0 && copy_.recognize(file);
+    return was_recognized_;
 }
 
 bool Snapshot::refresh(const char* path)

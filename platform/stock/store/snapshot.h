@@ -31,6 +31,6 @@ public:
 
 private:
     StoreCopy copy_;
-    bool is_watched_ = false; // the copy's file was seen under the store's name, its only one
+    bool was_recognized_ = false; // the copy's file was seen under the store's name
     struct stat refused_ = {};
 };

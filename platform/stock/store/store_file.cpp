@@ -2,8 +2,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "store_format.h"
@@ -15,6 +17,30 @@ constexpr char default_path[] = "/etc/config/ccfg.db";
 bool is_same_time(const timespec& one, const timespec& other)
 {
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
+}
+
+constexpr unsigned long ubifs_magic = 0x24051905; // fs/ubifs/ubifs.h of the kernel
+
+// File systems that count the names of an open file down to none. An overlay goes on to show a file of its lower layer
+// as that has it, and one of another machine is not looked at each time.
+bool counts_names(int fd)
+{
+    struct statfs system;
+    if (fstatfs(fd, &system) != 0)
+        return false;
+    switch (static_cast<unsigned long>(system.f_type) & 0xffffffff) {
+    case BTRFS_SUPER_MAGIC:
+    case EXT4_SUPER_MAGIC: // ext2 and ext3 too
+    case F2FS_SUPER_MAGIC:
+    case JFFS2_SUPER_MAGIC:
+    case RAMFS_MAGIC:
+    case TMPFS_MAGIC:
+    case XFS_SUPER_MAGIC:
+    case ubifs_magic:
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool has_same_contents(const struct stat& one, const struct stat& other)
@@ -71,6 +97,7 @@ int StoreCopy::read_contents()
 {
     if (fstat(fd_, &file_) != 0)
         return errno;
+    can_be_watched_ = counts_names(fd_);
     if (const int error = file_kind_error(file_))
         return error;
     if (file_.st_size < static_cast<off_t>(store_head_size) || file_.st_size > static_cast<off_t>(store_capacity))
@@ -102,8 +129,8 @@ bool StoreCopy::recognize(const struct stat& file)
 bool StoreCopy::is_untouched() const
 {
     struct stat now;
-    return !is_empty() && fstat(fd_, &now) == 0 && has_same_contents(now, file_) && now.st_nlink == file_.st_nlink
-           && is_same_time(now.st_ctim, file_.st_ctim);
+    return can_be_watched_ && file_.st_nlink == 1 && fstat(fd_, &now) == 0 && has_same_contents(now, file_)
+           && now.st_nlink == file_.st_nlink && is_same_time(now.st_ctim, file_.st_ctim);
 }
 
 void StoreCopy::release()
@@ -111,6 +138,7 @@ void StoreCopy::release()
     if (is_open_)
         close(fd_);
     is_open_ = false;
+    can_be_watched_ = false;
     area_.release();
     settings_ = {};
 }

@@ -33,7 +33,8 @@ public:
     // because it is kept open. Owner, mode and names of the copy's file are then those of `file`.
     bool recognize(const struct stat& file);
 
-    // True when nothing was done to the file since it was read or recognized: neither to its contents nor to its names.
+    // True when nothing was done to the file since it was recognized under its only name: neither to its contents nor
+    // to its name. False also when its file system would not tell.
     bool is_untouched() const;
 
     // The settings as sorted text (settings_text.h); valid until the next read or release.
@@ -47,6 +48,7 @@ private:
     int read_contents();
 
     bool is_open_ = false;
+    bool can_be_watched_ = false;
     int fd_ = 0; // all zeros at first, so that an object of static life takes no room in the program's file
     struct stat file_ = {};
     MemoryArea area_;
