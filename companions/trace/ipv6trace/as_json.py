@@ -1,6 +1,7 @@
 """The log as JSON. The manual page describes it; `schema` changes when something that was there no longer is."""
 import json
 
+from ipv6trace.addresses import address_actions
 from ipv6trace.invocation import MANY_LINES
 from ipv6trace.log_line import SURE, weight
 from ipv6trace.parameters import are_sure, changes
@@ -48,6 +49,9 @@ def record(each, history, all_lines):
         "maybe_running": each.maybe_running, "overlaps": [other.number for other in each.overlaps],
         "during": {"number": during[0].number, "line": during[1].number} if during else None,
         "shell_lines": [shell_record(line) for line in each.shell_lines],
+        "addresses": [{**moment(action.line), "interface": action.interface, "address": action.address,
+                       "added": action.came, "refused": action.refused, "confidence": action.line.confidence}
+                      for action in address_actions(each.lines)],
         "parameters": {"loaded": len(loaded), "sure": are_sure(each), "compared_with": one.number if one else None,
                        "changed": [{"name": name, "before": old, "after": new}
                                    for name, old, new in (changes(before, loaded) if one else [])]},

@@ -6,6 +6,7 @@ from dataclasses import dataclass
 WORDS = ("zel_ipv6_lan", "zel_ip6neigh_update", "zel_dhcp6c_update", "zel_resolv_update", "zel_ipcp_up",
          "zel_ipcp_down", "zel_ipv6cp_up", "zel_ipv6cp_down", "zel_ifconfig", "wan6c_restart", "ipv6rd_restart",
          "dhcp6c_start", "dhcp6c_restart", "dhcp6c_release", "dhcp6c_renew", "ipv6_lan_restart")
+HOOKS = ("zel_ipv6cp_up", "zel_ipv6cp_down")        # a guard file lets one of them work at a time
 WITHOUT_RECORD = ("zel_ip6neigh_update", "zel_resolv_update", "zel_ipcp_up", "zel_ipcp_down", "zel_ifconfig")
 WITH_RECORD = tuple(word for word in WORDS if word not in WITHOUT_RECORD)     # these load the parameter record
 DETECTING = ("zel_ipv6cp_up", "wan6c_restart", "dhcp6c_start", "dhcp6c_restart", "dhcp6c_renew")
@@ -30,6 +31,7 @@ FRAME = re.compile(r"\^_\^\[(.*)\] (start\.|ERROR_NONE, end\.|ERROR_INTERNAL, en
 SHELL = re.compile(r"\[(-?\d{1,18})\](.*)", re.S)
 REASON = re.compile(r"The reason is (\w{1,32})")
 BUSY = re.compile(r"script_running\[\s*\+?0*[1-9]")
+FREE = re.compile(r"zel_ipv6cp_\w+ script_running\[0?\]")
 HOOK = re.compile(r"@?(zel_ipv6cp_\w+)|@\[set_ip6addr\]")
 
 
@@ -131,6 +133,7 @@ class Meaning:
     bad: bool                   # a shell line that failed
     reason: str                 # of a client event
     busy: bool                  # a hook found the other one at work
+    free: bool                  # a hook found no other at work
 
 
 def meaning(routine, message):
@@ -141,8 +144,9 @@ def meaning(routine, message):
 def worked_out(routine, message):
     line = Line(0, 0, routine.decode("utf-8", "backslashreplace"), as_text(message))
     reason = REASON.match(line.message) if line.routine == "dhcp6c_main" else None
+    by_main = line.message if line.routine == "main" else ""
     return Meaning(line.frame, possible_words(line), shape(line), bool(line.shell) and weight(line) == "bad",
-                   reason[1] if reason else "", line.routine == "main" and bool(BUSY.search(line.message)))
+                   reason[1] if reason else "", bool(BUSY.search(by_main)), bool(FREE.match(by_main)))
 
 
 REMEMBERED = 512            # bytes of the longest message

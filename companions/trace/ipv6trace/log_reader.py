@@ -13,12 +13,14 @@ import json
 from dataclasses import dataclass
 
 from ipv6trace.invocation import DONE, FAILED, UNENDED, Invocation, Pieces
-from ipv6trace.log_line import (CONFIDENCES, GUESS, LIKELY, LONGEST, PREFIX, ROUTINES, SHELL_LINES, SURE, WORDS, Line,
-                                line_of, meaning, parse, shape)
+from ipv6trace.line_times import place
+from ipv6trace.log_line import (CONFIDENCES, GUESS, HOOKS, LIKELY, LONGEST, PREFIX, ROUTINES, SHELL_LINES, SURE, WORDS,
+                                Line, line_of, meaning, parse, shape)
 from ipv6trace.log_source import Source, split
 from ipv6trace.usual_order import QUIET, UsualOrder
 
-__all__ = ["DONE", "FAILED", "GUESS", "LIKELY", "Log", "SURE", "UNENDED", "read_arrivals", "read_log", "read_source"]
+__all__ = ["DONE", "FAILED", "GUESS", "LIKELY", "Log", "SURE", "UNENDED", "place", "read_arrivals", "read_log",
+           "read_source"]
 
 MANY_OPEN = 16              # invocations at a time; the oldest of more counts as gone
 MANY = 100_000              # invocations whose places are kept; of older ones only the number
@@ -92,51 +94,6 @@ def read_source(source):
     return Sorter(source).sort()
 
 
-def place(log, invocations, strays=()):
-    """Fills in begin, end and the times of these invocations' lines."""
-    marks = [(line, each.boot) for each in invocations
-             for line in [each.begin_line, *each.lines, each.end_line] if line]
-    marks += [(line, None) for line in strays]
-    marks.sort(key=lambda mark: mark[0].number)
-    lines = [line for line, _ in marks]
-    if log.exact:
-        for line in lines:
-            line.time = log.arrivals[line.number - 1]
-    else:
-        spread_within_seconds(marks)
-    log.first = lines[0].time if lines else 0.0
-    latest = 0.0
-    for line in lines:
-        latest = line.time = max(latest, line.time - log.first)
-    for each in invocations:
-        each.begin = each.begin_line.time
-        before = each.begin
-        for line in each.lines:
-            line.since, before = before, line.time
-        each.end = each.end_line.time if each.end_line else before
-
-
-def spread_within_seconds(marks):
-    """Lines of one second get their places in it. After a reboot the clock goes on: it was down for a moment, and up
-    for as long as the next line says."""
-    shift, start = 0, 0
-    clock = marks[0][0].uptime if marks else 0
-    boot = None
-    while start < len(marks):
-        line, of_boot = marks[start]
-        if of_boot is not None and boot is not None and of_boot != boot:
-            shift = clock
-        boot = of_boot or boot
-        clock = max(clock, line.uptime + shift)
-        stop = start
-        while stop < len(marks) and marks[stop][0].uptime + shift <= clock and marks[stop][1] in (None, boot):
-            stop += 1
-        stop = max(stop, start + 1)
-        for place_in_it, (each, _) in enumerate(marks[start:stop]):
-            each.time = clock + (place_in_it + 0.5) / (stop - start)
-        start = stop
-
-
 class Sorter:
     """Hands each line to one of the open invocations."""
 
@@ -173,6 +130,7 @@ class Sorter:
             reached = at
         self.flush(reached, number + 1)
         self.log.line_count = number
+        self.log.last_uptime = max([self.log.last_uptime, *(each.last_uptime for each in self.open)])
         for each in self.open:
             each.maybe_running = self.log.last_uptime - each.last_uptime <= QUIET
             each.close()
@@ -200,6 +158,8 @@ class Sorter:
             self.flush(at, number)
             self.owner = self.ordinary(said, int(match[2]), number, at, end)
             self.stretch = (end, number + 1)
+            if said.free:                       # it may be alone now
+                self.look_who_is_alone(int(match[2]), *self.stretch)
 
     def take_frame(self, frame, line, at, end):
         self.flush(at, line.number)
@@ -301,12 +261,16 @@ class Sorter:
         if not able:
             self.log.stray_pieces.add(offset, end, number, SURE)
             return self.log.stray_pieces
-        chosen, confidence = self.choose(able, said.shape)
+        chosen, confidence = self.choose(able, said.shape, uptime)
         chosen.pieces.add(offset, end, number, confidence)
         chosen.note(said)
         chosen.last_uptime, chosen.last_number = uptime, number
         self.last[chosen] = (self.newest_shapes(chosen)[1], said.shape)
         self.expected.pop(chosen, None)
+        if said.free:
+            for other in [each for each in self.open if each.word in HOOKS and each.begin_line.uptime < uptime]:
+                if other is not chosen:
+                    self.leave(other)           # killed, and somebody has cleared its guard
         return chosen.pieces
 
     def end(self, path, line, outcome):
@@ -315,7 +279,7 @@ class Sorter:
         if outcome == FAILED:       # a hook that found the other one at work; or no transaction, which logs no start
             able = [each for each in able if each.busy]
         if able:
-            chosen, chosen.end_confidence = self.choose(able, "end")
+            chosen, chosen.end_confidence = self.choose(able, "end", line.uptime)
             for other in able:
                 self.doubt[other] = chosen.end_confidence
             chosen.outcome = outcome
@@ -325,11 +289,13 @@ class Sorter:
             chosen.started, chosen.outcome = False, outcome
         chosen.end_line, chosen.last_uptime, chosen.last_number = line, line.uptime, line.number
 
-    def choose(self, able, here):
+    def choose(self, able, here, now):
         """The invocation that usually goes on like this; among equals the one that has waited longest for its end, or
-        that wrote last."""
+        that wrote last. One that should have gone on long ago leaves it to another of its name: it may be dead."""
         if len(able) == 1:
             return able[0], self.doubt.get(able[0], SURE)
+        if len({each.path for each in able}) < len(able):
+            able = self.punctual(able, now)
         best, leaders = -1, []
         for each in able:
             longer, shorter = self.expected.get(each) or self.expect(each)
@@ -342,6 +308,13 @@ class Sorter:
         if len(leaders) == 1:
             return leaders[0], max(LIKELY, self.doubt.get(leaders[0], SURE), key=CONFIDENCES.index)
         return (leaders[0] if here == "end" else max(leaders, key=lambda each: each.last_number)), GUESS
+
+    def punctual(self, able, now):
+        """Without those that are overdue beside one of their name that is not."""
+        overdue = {each for each in able
+                   if self.order.overdue(each.path, self.newest_shapes(each)[1], now - each.last_uptime)}
+        others = {each.path for each in able if each not in overdue}
+        return [each for each in able if each not in overdue or each.path not in others]
 
     def expect(self, each):
         self.expected[each] = self.order.after(each.path, *self.newest_shapes(each))

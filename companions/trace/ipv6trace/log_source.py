@@ -15,10 +15,10 @@ class Source:
         self.size = file.seek(0, io.SEEK_END)
 
     @classmethod
-    def of_stream(cls, stream):
-        """Takes all of a stream that can be read once."""
+    def of_blocks(cls, blocks):
+        """Takes all of what comes once only."""
         kept = tempfile.SpooledTemporaryFile(max_size=IN_MEMORY)
-        while block := stream.read(BLOCK):
+        for block in blocks:
             kept.write(block)
         return cls(kept)
 

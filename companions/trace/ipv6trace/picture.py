@@ -4,6 +4,7 @@ import dataclasses
 from ipv6trace.invocation import Pieces
 from ipv6trace.log_reader import place
 from ipv6trace.page import asset, page
+from ipv6trace.parameters import History
 from ipv6trace.svg import CHARACTER, ROW, label, plain, tag
 from ipv6trace.timeline import KEYS, count, draw_timeline, overview_rows
 from ipv6trace.waterfall import draw
@@ -16,7 +17,7 @@ def draw_page(log, name, selection):
     view = part(log, selection)
     facts = [span(view), *selection.notes]
     head = tag("header", tag("h1", plain(f"Timeline of {name}")), *(tag("p", plain(fact)) for fact in facts))
-    return page(f"Timeline of {name}", head + draw_timeline(view))
+    return page(f"Timeline of {name}", head + draw_timeline(view, history=History(log)))
 
 
 def draw_svg(log, name, selection):
@@ -65,4 +66,4 @@ def span(view):
     boots = f" of boot {first.boot}" if view.boots > 1 else ""
     to = f" of boot {last.boot}" if view.boots > 1 and last.boot != first.boot else ""
     return (f"{count(len(view.invocations), 'invocation')}, uptime {first.begin_line.uptime} s{boots} to "
-            f"{last.last_uptime} s{to}; times count from the first of them")
+            f"{last.last_uptime} s{to}; the axis counts from the first of them")

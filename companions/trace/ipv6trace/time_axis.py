@@ -5,6 +5,7 @@ from dataclasses import dataclass
 from ipv6trace.svg import CHARACTER, label, tag
 
 BREAK = 58                  # width of an idle stretch that is drawn short
+FINEST = 1e-12              # of a time: a number with a fraction tells less than that apart
 TICK = 64                   # least room between two ticks
 STEPS = (0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 30, 60, 120, 300, 600, 1800, 3600)
 
@@ -77,7 +78,7 @@ def pieces_of(busy):
         else:
             merged.append(Piece(begin, end))
     total = sum(piece.end - piece.begin for piece in merged)
-    margin = max(total * 0.01, 0.02)
+    margin = max(total * 0.01, 0.02, FINEST * max(abs(merged[0].begin), abs(merged[-1].end)))
     limit = max(3.0, total / 4)
     pieces = []
     for piece in merged:

@@ -4,6 +4,7 @@
 """
 from ipv6trace.invocation import DONE, FAILED, UNENDED
 from ipv6trace.log_line import GUESS, LIKELY, SURE, weight
+from ipv6trace.parameters import History, changes
 from ipv6trace.svg import plain, tag
 from ipv6trace.time_axis import seconds, whole_seconds
 from ipv6trace.waterfall import Bar, Row, draw
@@ -18,12 +19,14 @@ KEYS = (("done", "a run"), ("shell ok", "its shell lines"), ("shell quiet", "not
 SAID = {DONE: "", FAILED: "ERROR_INTERNAL", UNENDED: "no end in the log"}
 
 
-def draw_timeline(log, name="log", notes=()):
-    """`name` makes the ids of the page unique; `notes` are (seconds since the log's first line, text)."""
+def draw_timeline(log, name="log", notes=(), history=None):
+    """`name` makes the ids of the page unique; `notes` are (seconds since the log's first line, text). `history` knows
+    the parameters, also those of runs that are not drawn."""
+    history = history or History(log)
     if not log.invocations and not log.strays:
         return tag("p", "The log is empty: no command ran.", cls="remark")
     title = f"Timeline of {len(log.invocations)} invocations"
-    runs = "".join(details(each, log, name) for each in log.invocations)
+    runs = "".join(details(each, log, name, history) for each in log.invocations)
     if len(log.invocations) > LONG_LIST:
         runs = tag("details", tag("summary", plain(f"All {len(log.invocations)} invocations, one by one")), runs)
     return "".join([draw(overview_rows(log, name, notes), title, label_room=38, bars_width=580, remark_room=30,
@@ -42,7 +45,7 @@ def overview_rows(log, name, notes):
         bars = invocation_bars(each, log)
         if counts[each.word] <= OFTEN or each.troubled:
             rows.append((each.begin, Row(each.title, remark(each, log), bars, "bad" if each.troubled else "",
-                                         summary(each, log), f"{name}-{each.number}", f"{each.begin:+.2f}")))
+                                         summary(each, log), f"{name}-{each.number}", began(each, log))))
             continue
         for bar in bars:
             bar.aim = f"{name}-{each.number}"
@@ -96,6 +99,11 @@ def remark(each, log):
     return ", ".join(part for part in parts if part)
 
 
+def began(each, log):
+    """Seconds since the first line; without arrival times the uptime, by which the run can be found in the log."""
+    return f"{each.begin:+.2f}" if log.exact else str(each.begin_line.uptime)
+
+
 def span_text(each, log):
     if each.outcome == UNENDED:
         return ""
@@ -113,7 +121,7 @@ def duration(begin, end, log):
 
 def summary(each, log):
     parts = [f"{each.title}, invocation {each.number}", f"as {each.path}",
-             f"{each.begin:+.2f} s, {remark(each, log)}", count(len(each.shell_lines), "shell line")]
+             f"{began(each, log)} s, {remark(each, log)}", count(len(each.shell_lines), "shell line")]
     if each.overlaps:
         parts.append("at the same time: " + ", ".join(f"{other.title} ({other.number})" for other in each.overlaps[:6])
                      + (f" and {each.overlap_count - 6} more" if each.overlap_count > 6 else ""))
@@ -144,26 +152,42 @@ def doubt(confidence):
 def legend(log):
     keys = [tag("span", tag("svg", tag("rect", x=0, y=3, width=18, height=9, cls=f"bar {kind}"), width=18, height=14,
                             aria_hidden="true"), plain(" " + text), cls="key") for kind, text in KEYS]
-    clock = "" if log.exact else " The log has whole seconds: within one, only the order is known."
-    return tag("p", *keys, plain(" Times count from the first line; a shell line's time is that since the line "
-                                 "before it." + clock), cls="legend")
+    clock = "Times count from the first line; " if log.exact else "The log has whole seconds: within one, only the " \
+        "order is known. The number before a run is the uptime at which it began; "
+    return tag("p", *keys, plain(f" {clock}a shell line's time is that since the line before it."), cls="legend")
 
 
 # One invocation -------------------------------------------------------------------------------------------------------
 
-def details(each, log, name):
-    facts = f"{each.begin:+.2f} s, {remark(each, log)}"
-    head = tag("summary", tag("b", plain(f"{each.number}. {each.title}")), plain(" " + facts))
-    parts = [head, tag("p", tag("span", plain(summary(each, log)), cls="lines"), cls="remark")]
+def details(each, log, name, history):
+    facts = f"{began(each, log)} s, {remark(each, log)}"
+    head = tag("summary", tag("b", plain(f"#{each.number} {each.title}")), plain(" " + facts))
+    parts = [head, tag("p", tag("span", plain("\n".join([summary(each, log), *changed(each, history)])), cls="lines"),
+                       cls="remark")]
     if each.shell_lines:
         parts.append(draw(shell_rows(each, log), f"Shell lines of {each.title}", SHELL_ROOM, 360, 22, 4))
     told = [line for line in each.lines if not line.is_parameter]
     hidden = len(each.lines) - len(told)
-    text = "\n".join(f"{line.time:+10.3f}  [{line.routine}] {line.message}"
-                     + ("" if line.confidence == SURE else f"    <- {line.confidence}") for line in told)
+    text = "\n".join(log_text(line, log) + ("" if line.confidence == SURE else f"    <- {line.confidence}")
+                     for line in told)
     caption = f"{len(told)} lines of the log" + (f" ({hidden} about loaded parameters left out)" if hidden else "")
     parts.append(tag("details", tag("summary", plain(caption)), tag("pre", plain(text))))
     return tag("details", *parts, id=f"{name}-{each.number}", cls="run" + (" bad" if each.troubled else ""))
+
+
+def log_text(line, log):
+    return (f"{line.time:+10.3f}" if log.exact else f"{line.uptime:>10}") + f"  [{line.routine}] {line.message}"
+
+
+def changed(each, history):
+    """Lines about the parameters that it loaded."""
+    loaded = history.loaded(each)
+    one, before = history.before(each) if loaded else (None, {})
+    found = changes(before, loaded) if one else []
+    if found:
+        yield f"{count(len(found), 'parameter')} changed since invocation {one.number}:"
+    for name, old, new in found:
+        yield f"{name}: " + ("not loaded" if old is None else f'"{old}"') + f' -> "{new}"'
 
 
 def shell_rows(each, log):
@@ -181,6 +205,6 @@ def shell_rows(each, log):
 def strays(log):
     if not log.strays:
         return ""
-    text = "\n".join(f"{line.time:+10.3f}  [{line.routine}] {line.message}" for line in log.strays)
+    text = "\n".join(log_text(line, log) for line in log.strays)
     return tag("details", tag("summary", plain(f"{len(log.strays)} lines that belong to no open invocation")),
                tag("pre", plain(text)), cls="run")

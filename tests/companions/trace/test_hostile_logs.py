@@ -78,6 +78,14 @@ def test_a_log_cut_anywhere_can_be_read(tool):
             assert tool_in_process(part).line_count == part.count(b"\n") + (not part.endswith(b"\n") and part != b"")
 
 
+@pytest.mark.parametrize("uptime", [10 ** 15, 10 ** 17 + 1])
+def test_uptimes_that_leave_no_room_for_a_fraction_can_be_drawn(tool, uptime):
+    log = run_of("dhcp6c_start", 5) + run_of("zel_ipcp_up", uptime, shell(uptime, "a"), shell(uptime, "b"))
+    for form in ("--svg", "--html"):
+        text = tool.text(form, log=log)
+        assert ">zel_ipcp_up<" in text and "nan" not in text and "inf" not in text.replace("information", "")
+
+
 def tool_in_process(content):
     import io
 

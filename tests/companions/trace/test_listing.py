@@ -1,19 +1,14 @@
 """What a user sees of a log."""
+import fcntl
 import os
 import pty
 import re
+import struct
 import subprocess
+import termios
 
 import pytest
-from trace_logs import TOOL, end, event, run_of, said, shell, start
-
-from ipv6trace.selection import uptime_of_clock  # trace_logs makes it importable
-
-LEASE = event("BOUND6", 100, "", shell(100, "vorn_syslog_cli addEventCode -1 P005 3fff::/56")) + \
-    event("EFFECT6", 101, "3fff::", shell(101, "killall radvd", 1), shell(105, "ip6tables-restore /tmp/.ip6t", 2))
-CRON = "".join(run_of("zel_ip6neigh_update", 120 + n, shell(120 + n, "ip -6 neigh show > /tmp/.ip6_neigh_show"))
-               for n in range(5))
-
+from trace_logs import CRON, LEASE, TOOL, end, event, run_of, said, shell, start
 
 def test_failures_come_first_with_what_was_loaded_and_run(tool):
     lines = tool.text(log=LEASE + CRON).replace(str(tool.folder), "").splitlines()
@@ -42,8 +37,9 @@ def test_failures_come_first_with_what_was_loaded_and_run(tool):
 def test_brief_is_a_line_each_and_what_failed(tool):
     lines = tool.text("--brief", log=LEASE).splitlines()[2:]
     assert lines == ["With failures (1)", "   #2 zel_dhcp6c_update EFFECT6  101 s, under 1 s  1 failed shell line",
-                     "       105  [2] ip6tables-restore /tmp/.ip6t   <-- failed", "", "Without failures (1)",
-                     "   #1 zel_dhcp6c_update BOUND6  100 s, under 1 s  done"]
+                     "       105  [2] ip6tables-restore /tmp/.ip6t   <-- failed   (after 4 s)", "",
+                     "Without failures (1)",
+                     "   #1 zel_dhcp6c_update BOUND6   100 s, under 1 s  done"]
 
 
 def test_every_line_and_every_parameter_when_asked_for(tool):
@@ -77,51 +73,6 @@ def test_filters_leave_the_numbers_of_the_whole_log(tool):
         ("--failed",): ["2"], ("--command", "zel_ipcp_*"): ["9"], ("-c", "zel_dhcp6c_update BOUND6"): ["1", "8"],
         ("--since", "124"): ["7", "8", "9"], ("--since", "10m"): ["8", "9"], ("--last", "1"): ["2"],
         ("-c", "zel_ipcp_up", "-c", "nothing", "-s", "9001"): ["9"], ("-s", "boot", "-f"): ["2"]}
-    assert "The log has: zel_dhcp6c_update, zel_ip6neigh_update, zel_ipcp_up" in tool.text("-c", "radvd", log=log)
-
-
-def test_since_looks_at_the_newest_boot_only(tool):
-    log = CRON + run_of("zel_ipv6_lan", 20) + run_of("zel_ipcp_up", 40)
-    assert re.findall(r"#(\d+)", tool.text("-b", "--since", "30", log=log)) == ["7"]
-    assert re.findall(r"#(\d+)", tool.text("-b", "--since", "boot", log=log)) == ["6", "7"]
-    assert "2 boots" in tool.text(log=log) and "-- since boot 2 of 2" in tool.text(log=log)
-
-
-def by_clock(tool, moment, written=1_700_000_000):
-    """The numbers of the runs since a time of day in UTC, and what is said of it. The log's last line is of 9001 s; its
-    file was written last at 22:13:20 of 2023-11-14 unless another time is given."""
-    path = tool.log(LEASE + CRON + event("BOUND6", 9000, "3fff:1::") + run_of("zel_ipcp_up", 9001))
-    os.utime(path, (written, written))
-    text = tool.text("--brief", "--since", moment, path, env={**os.environ, "TZ": "UTC"})
-    return re.findall(r"#(\d+)", text), text.splitlines()[1]
-
-
-def test_since_a_time_of_day_is_reckoned_back_from_the_files_time(tool):
-    newest = "the log was last written at 22:13:20, as its file says."
-    assert by_clock(tool, "22:13:20") == (["9"], f"2023-11-14 22:13:20 is uptime 9001 s: {newest}")
-    assert by_clock(tool, "22:13") == (["8", "9"], f"2023-11-14 22:13:00 is uptime 8981 s: {newest}")
-    assert by_clock(tool, "19:45:23") == (["7", "8", "9"], f"2023-11-14 19:45:23 is uptime 124 s: {newest}")
-    # Later than the newest line is the day before, and before the device was started.
-    runs, said_of_it = by_clock(tool, "22:14")
-    assert runs == ["2", "1", "3", "7", "8", "9"] and said_of_it == f"2023-11-13 22:14:00 is before the newest boot: {newest}"
-    # Ten seconds past midnight.
-    assert by_clock(tool, "23:59:59", 1_700_006_410)[1].startswith("2023-11-14 23:59:59 is uptime 8990 s: ")
-
-
-def test_a_time_of_day_needs_a_file_that_knows_one(tool):
-    done = tool.run("--since", "17:03", "-", input=LEASE.encode())
-    assert (done.returncode, done.stdout, done.stderr.count(b"\n")) == (2, b"", 1)
-    assert b"--since 17:03: only a file says when its last line came" in done.stderr
-    with open(tool.log(LEASE), "rb") as log:
-        assert tool.run("--since", "17:03", "-", stdin=log).returncode == 0
-    for moment in ("24:00", "17:60", "7:3", "17:03:60", "17:", ":03", "١٧:٠٣"):
-        assert tool.run("--since", moment, log=LEASE).returncode == 2
-
-
-@pytest.mark.parametrize("written", [1 << 42, 1 << 62, -(1 << 62), float(1 << 80)])
-def test_a_file_from_the_end_of_time_is_shown_whole(written):
-    since, said_of_it = uptime_of_clock(61380, written, 9001)
-    assert since == ("boot", 0) and "out of range" in said_of_it
 
 
 def test_a_long_log_shows_its_newest_and_says_so(tool):
@@ -146,9 +97,10 @@ def test_a_run_within_a_shell_line_of_another_says_so(tool):
     assert "      ran while #1 ran: dhclient -r\n" in tool.text(log=log)
 
 
-def through_a_terminal(path, **environment):
+def through_a_terminal(path, *options, lines=0, **environment):
     master, slave = pty.openpty()
-    subprocess.run([str(TOOL), str(path)], stdout=slave, check=True,
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", lines, 80, 0, 0))
+    subprocess.run([str(TOOL), *options, str(path)], stdout=slave, check=True,
                    env={**{k: v for k, v in os.environ.items() if k != "NO_COLOR"}, "TERM": "xterm", **environment})
     os.close(slave)
     text = b""
@@ -173,10 +125,74 @@ def test_colors_on_a_terminal_only_and_never_with_no_color(tool):
     assert b"\033[1;31m" in tool.run("--color", "always", path).stdout
 
 
+def test_failures_that_have_left_the_screen_are_told_of_at_its_end(tool):
+    path = tool.log(LEASE + CRON)
+    last = b"1 with failures, at the top: #2"
+    assert last in through_a_terminal(path, lines=10).splitlines()[-1]
+    assert last not in through_a_terminal(path, lines=50) and last not in through_a_terminal(path, "--failed", lines=3)
+    assert last not in tool.run(path).stdout
+
+
+SET_ADDRESSES = run_of(
+    "ipv6_lan_restart", 10, said("set_ipv6_addr", 10, "if_name[br-lan] 3FFF:0001:0000:0001:0000:00FF:FE00:0001 64 0"),
+    said("set_ipv6_addr", 11, "ioctl SIOCDIFADDR error."), said("set_ipv6_addr", 11, "if_name[br-lan]  64 0"),
+    said("set_ipv6_addr", 11, "ioctl SIOCDIFADDR error."), said("start_ula", 15, "x"),
+    said("set_ipv6_addr", 15, "if_name[br-lan] FD00::5 64 1"), shell(15, "radvd"),
+    said("set_ipv6_addr", 16, "if_name[eth0] what? 128 1"))
+
+
+def test_addresses_that_no_shell_line_tells_of(tool):
+    lines = tool.text(log=SET_ADDRESSES).splitlines()
+    assert lines[5:] == [
+        "        10  [-] br-lan 3fff:1:0:1:0:ff:fe00:1/64   (refused)",
+        "        15  [+] br-lan fd00::5/64   (after 4 s)",
+        "        15  [0] radvd",
+        "        16  [+] eth0 what?/128"]
+    assert "no failure" in lines[0]
+    text = tool.text("--lines", log=SET_ADDRESSES)
+    line = "[set_ipv6_addr] if_name[br-lan] 3FFF:0001:0000:0001:0000:00FF:FE00:0001 64 0   (taken away)\n"
+    assert f"        10       {line}" in text
+    assert "        15       [set_ipv6_addr] if_name[br-lan] FD00::5 64 1   (given)\n" in text
+
+
+def test_runs_that_set_other_addresses_are_not_alike(tool):
+    log = "".join(run_of("zel_ifconfig", n, said("set_ipv6_addr", n, f"if_name[br-lan] 3fff::{n // 2} 64 1"))
+                  for n in range(2, 6))
+    assert re.findall(r"(#\S+) zel_ifconfig  (.*)  done", tool.text(log=log)) == [
+        ("#1..#2", "from 2 to 3 s, 2 times alike"), ("#3..#4", "from 4 to 5 s, 2 times alike")]
+
+
+def test_a_pause_before_the_end_is_told(tool):
+    log = run_of("zel_resolv_update", 5, shell(5, "a")).replace("[5] ^_^[/usr/sbin/zel_resolv_update] ERR",
+                                                                 "[9] ^_^[/usr/sbin/zel_resolv_update] ERR")
+    assert tool.text(log=log).splitlines()[-2:] == ["         5  [0] a", "         9  end   (after 4 s)"]
+    assert "after" not in tool.text("--brief", log=log)
+
+
+def test_a_run_whose_beginning_is_in_another_file_says_so(tool):
+    assert tool.text(log=end("dhcp6c_start", 5)).splitlines()[-1] == \
+        "   #1 dhcp6c_start  5 s  done, began before the log"
+
+
+def test_brief_durations_stand_in_a_column(tool):
+    log = run_of("zel_ipcp_up", 5) + event("BOUND6", 6, "") + run_of("zel_ipcp_up", 1000) * 2
+    assert tool.text("--brief", log=log).splitlines()[3:] == [
+        "    #1 zel_ipcp_up               5 s, under 1 s   done",
+        "    #2 zel_dhcp6c_update BOUND6  6 s, under 1 s   done",
+        "#3..#4 zel_ipcp_up               1000 s, 2 times  done"]
+
+
 @pytest.mark.parametrize("words, status, message", [
     (["--since", "yesterday"], 2, "--since yesterday: neither an uptime in seconds"),
-    (["--last", "0"], 2, "--last 0: not a number of runs"), (["--last", "3", "--all"], 2, "contradict"),
-    (["--json", "--svg"], 2, "not allowed with"), (["--what"], 2, "--what"),
+    (["--until", "boot"], 2, "--until boot: neither an uptime in seconds"),
+    (["--last", "0"], 2, "--last 0: not a number above 0"), (["--last", "3", "--all"], 2, "contradict"),
+    (["--last", "abc"], 2, "--last abc: not a number above 0"),
+    (["-i", "x"], 2, "--invocation x: not a number above 0"),
+    (["--grep", ""], 2, "--grep: nothing to look for"),
+    (["--json", "--svg"], 2, "not allowed with"), (["--what"], 2, "--what: no such option; ipv6trace"),
+    (["--par"], 2, "--par: no such option, did you mean --parameters?"),
+    (["--fail"], 2, "--fail: no such option, did you mean --failed?"),
+    (["--sinse=17:03"], 2, "--sinse: no such option, did you mean --since?"),
     (["/nowhere/ipv6.log"], 1, "/nowhere/ipv6.log: No such file or directory"), (["/"], 1, "/: Is a directory"),
     (["-o", "/nowhere/x", "/dev/null"], 1, "/nowhere/x: No such file or directory"),
 ])

@@ -6,7 +6,7 @@ import subprocess
 import xml.etree.ElementTree as ElementTree
 
 import pytest
-from trace_logs import REPOSITORY, TOOL, end, event, run_of, shell, start
+from trace_logs import REPOSITORY, TOOL, end, event, run_of, said, shell, start
 
 TRACE = REPOSITORY / "companions" / "trace"
 PAGE = (TRACE / "ipv6trace.1.scd").read_text(encoding="utf-8")
@@ -34,9 +34,9 @@ def test_the_page_can_be_made_and_read():
 def test_every_example_of_the_page_runs(tool):
     tool.log(LOG)
     examples = re.findall(r"^\t(ipv6trace .*)$", PAGE.partition("# EXAMPLES")[2], re.M)
-    assert len(examples) == 6
+    assert len(examples) == 9
     for example in examples:
-        words = shlex.split(re.sub(r"\\(.)", r"\1", example))[1:]
+        words = shlex.split(re.sub(r"\\(.)", r"\1", example).replace("/tmp/ipv6.log*", "ipv6.log"))[1:]
         done = tool.run(*words, *([] if words[-1] == "ipv6.log" else ["ipv6.log"]))
         assert (done.returncode, done.stderr) == (0, b""), example
     assert "<svg" in (tool.folder / "timeline.html").read_text(encoding="utf-8")
@@ -64,6 +64,16 @@ def test_json_is_what_the_page_describes(tool):
     assert [each["overlaps"] for each in found["invocations"]] == [[], [], [4], [3]]
 
 
+def test_json_tells_of_addresses(tool):
+    found = json.loads(tool.text("--json", log=run_of(
+        "zel_ifconfig", 5, said("set_ipv6_addr", 5, "if_name[br-lan] FD00::5 64 0"),
+        said("set_ipv6_addr", 6, "ioctl SIOCDIFADDR error."))))
+    addresses = found["invocations"][0]["addresses"]
+    assert addresses == [{"uptime": 5, "line": 3, "interface": "br-lan", "address": "fd00::5/64", "added": False,
+                          "refused": True, "confidence": "sure"}]
+    assert set(addresses[0]) <= set(re.findall(r"\*(\w+)\*", PAGE.partition("# JSON")[2]))
+
+
 def test_json_of_a_long_log_is_whole(tool):
     log = "".join(run_of("zel_ipcp_up", n, shell(n, f"echo {n}")) for n in range(300))
     assert [each["shell_lines"][0]["text"] for each in json.loads(tool.text("--json", log=log))["invocations"]] == [
@@ -78,6 +88,15 @@ def test_the_picture_is_one_svg_with_a_row_for_each_run(tool):
         assert texts.count(each) == 1
     tips = [element.text for element in picture.iter("{http://www.w3.org/2000/svg}title")]
     assert any(tip.startswith("ip6tables-restore /tmp/.ip6t\nstatus 2, ") for tip in tips)
+
+
+def test_a_row_and_its_details_can_be_found_in_the_log_and_in_the_listing(tool):
+    picture = tool.text("--svg", "--failed", log=LOG)
+    assert ">101</text>" in picture and "+0.00" not in picture
+    page = tool.text("--html", "--failed", log=LOG)
+    assert "<b>#2 zel_dhcp6c_update EFFECT6</b> 101 s, " in page
+    assert "       101  [dhcp6c_main] The reason is EFFECT6" in page
+    assert "1 parameter changed since invocation 1:\nip6_prefix(lan0): &quot;&quot; -&gt; &quot;3fff::&quot;" in page
 
 
 def test_page_and_lab_draw_a_timeline_with_the_same_code(tool):

@@ -36,6 +36,12 @@ def event(reason, uptime, prefix, *lines):
                   said("dhcp6c_main", uptime, f"The reason is {reason}, the interface is eth0."), *lines)
 
 
+LEASE = event("BOUND6", 100, "", shell(100, "vorn_syslog_cli addEventCode -1 P005 3fff::/56")) + \
+    event("EFFECT6", 101, "3fff::", shell(101, "killall radvd", 1), shell(105, "ip6tables-restore /tmp/.ip6t", 2))
+CRON = "".join(run_of("zel_ip6neigh_update", 120 + n, shell(120 + n, "ip -6 neigh show > /tmp/.ip6_neigh_show"))
+               for n in range(5))
+
+
 class Tool:
     def __init__(self, folder):
         self.folder = folder
