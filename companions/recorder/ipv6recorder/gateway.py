@@ -87,7 +87,7 @@ from .transcript import Run, os_text
 _KEYS = {"accept_ra": "1\n", "disable_ipv6": "1\n", "forwarding": "0\n", "router_solicitations": "3\n"}
 _SANITIZER = {"ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0:exitcode=86",
               "UBSAN_OPTIONS": "halt_on_error=1:print_stacktrace=1:exitcode=86"}
-_TIME_LIMIT = 30
+_TIME_LIMIT = 180     # a run ends within a second; another processor is emulated, and a machine may have other work
 
 
 class Gateway:
@@ -330,7 +330,7 @@ class Console:
     def __enter__(self):
         if self._path.is_fifo():
             self._fd = os.open(self._path, os.O_RDWR | os.O_CLOEXEC)
-            self._thread = threading.Thread(target=self._read)
+            self._thread = threading.Thread(target=self._read, daemon=True)     # __exit__ does not come to a process that is ended
             self._thread.start()
         else:
             self._fd = None

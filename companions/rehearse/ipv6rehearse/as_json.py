@@ -27,6 +27,7 @@ def as_json(rehearsal, kept):
         "failure": rehearsal.failure,
         "shell_lines": [{"status": status, "line": line} for status, line in run.shell],
         "pauses": run.pauses,
+        "log": run.log_lines,
         "files": [{"path": path, "text": text, "current": rehearsal.current.get(path)} for path, text in rehearsal.files.items()],
         "removed_files": rehearsal.removed,
         "store": [{"key": key, "before": before, "after": after} for key, (before, after) in run.store_changes.items()],
@@ -35,6 +36,7 @@ def as_json(rehearsal, kept):
         "left_out": rehearsal.notes,
         "verdicts": [{"path": each.path, "program": each.program, "verdict": each.verdict, "said": each.said}
                      for each in rehearsal.verdicts],
+        "odd": rehearsal.odd,
         "advice": rehearsal.advice,
         "kept": kept,
     }), indent=1) + "\n"

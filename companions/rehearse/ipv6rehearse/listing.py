@@ -2,9 +2,8 @@
 import difflib
 import re
 
-from ipv6trace.terminal import shown
-
 from .verdicts import ACCEPTED, REFUSED
+from .words import shown
 
 AT_LINE = re.compile(r"(?:\bline:? |\.conf:)(\d+)")
 MARKS = {"+": "good", "-": "bad", "@": "faint"}
@@ -14,11 +13,14 @@ class Listing:
     def __init__(self, paint, out):
         self._paint, self._out = paint, out
 
-    def write(self, rehearsal, diff=False, quiet=False):
+    def write(self, rehearsal, asked):
+        quiet = asked.quiet
         if not quiet:
             self._beginning(rehearsal)
             self._shell_lines(rehearsal.run)
-            self._files(rehearsal, diff)
+            if asked.log:
+                self._log(rehearsal.run.log_lines)
+            self._files(rehearsal, asked.diff, asked.brief)
             self._store(rehearsal.run.store_changes)
             self._kernel(rehearsal.run)
             self._section("Left out", [shown(note) for note in rehearsal.notes])
@@ -55,7 +57,13 @@ class Listing:
             told = "a pause of" if len(run.pauses) == 1 else f"{len(run.pauses)} pauses, together"
             self._line(f"      {told} {total:g} s, made instant here", "faint")
 
-    def _files(self, rehearsal, diff):
+    def _log(self, lines):
+        self._title(f"Its log, {_count([line for line in lines if line])}")
+        for line in lines:
+            if line:
+                self._line(f"    | {shown(line)}")
+
+    def _files(self, rehearsal, diff, brief):
         self._title(f"Files that it writes, {len(rehearsal.files)}")
         for path, text in rehearsal.files.items():
             if text.startswith(("<copy of ", "-> ")):
@@ -69,8 +77,9 @@ class Listing:
                 self._line(f"  {shown(path)}  differs from what was there")
                 self._difference(_lines(current), lines)
             else:
-                self._line(f"  {shown(path)}  {_count(lines)}{', not there before' if diff else ''}")
-                for line in lines:
+                new = diff and path in rehearsal.current
+                self._line(f"  {shown(path)}  {_count(lines)}{', not there before' if new else ''}")
+                for line in [] if brief else lines:
                     self._line(f"    | {shown(line)}")
         for path in rehearsal.removed:
             self._line(f"  {shown(path)}  removed")
@@ -109,6 +118,8 @@ class Listing:
             self._reasons(verdict, rehearsal.files[verdict.path], quiet)
         for remark in rehearsal.remarks if quiet else []:
             self._line(f"  {self._paint('warn', 'check')}    {shown(remark)}")
+        for text in rehearsal.odd:
+            self._line(f"  {self._paint('warn', 'odd')}      {shown(text)}")
         if rehearsal.advice:
             self._line(f"  {rehearsal.advice}")
 

@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
 from dataclasses import dataclass
@@ -12,7 +13,10 @@ from ipv6recorder.gateway import Gateway
 from ipv6recorder.network import World
 from ipv6recorder.transcript import os_text
 
-from .inputs import STATE_LIMIT, give_settings, give_state, read_limited
+from .answers import Answers
+from .client import COMMAND as CLIENTS_COMMAND
+from .client import let_run, odd_variables, own_client
+from .inputs import OWN_STATE, STATE_LIMIT, give_settings, give_state, read_limited, state_folder
 from .places import RunFailed, Unusable, demand_room_for_programs, template
 from .surroundings import furnish
 from .verdicts import REFUSED, judge_all
@@ -20,6 +24,11 @@ from .verdicts import REFUSED, judge_all
 SUCCESS = 1                         # the program's exit status when all went well
 # What the program says of a value that it did not use.
 NOTES = re.compile(r"is left out of|does not fit into|holds a control character and counts as|line too long, not run")
+# Removing one is no matter: a rehearsal begins without addresses.
+REFUSED_ADDRESS = re.compile(r"^(?:\[set_ipv6_addr\]\[\d+\] )?ioctl SIOCSIFADDR error")
+# What ends a running client without having it release its lease.
+KEEP_LEASE = ("dhcp6c_start",)
+ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
 @dataclass
@@ -32,14 +41,18 @@ class Rehearsal:
     run: object                     # ipv6recorder's Run
     files: dict                     # {path: text} of the files that it wrote, also where they are as before
     removed: list
-    current: dict                   # what it is compared with, {path: text}: the given state, or the machine's own files
+    current: dict                   # what it is compared with, {path: text or None}: the state, or the machine's own files
     verdicts: list
     has_reason: bool                # the client's variables have one
+    odd: list                       # what is strange about settings, variables and answers
 
     @property
     def notes(self):
         """What the program's log says of values that were not used."""
-        return [re.sub(r"^\[[^\]]*\]\[-?\d+\] ?", "", line) for line in self.run.log_lines if NOTES.search(line)]
+        said = [re.sub(r"^\[[^\]]*\]\[-?\d+\] ?", "", line) for line in self.run.log_lines]
+        # The kernel's refusal does not say of what; the line before it does.
+        return [f"{said[at - 1]}: {line}" if REFUSED_ADDRESS.search(line) and at else line
+                for at, line in enumerate(said) if NOTES.search(line) or REFUSED_ADDRESS.search(line)]
 
     @property
     def failure(self):
@@ -56,8 +69,12 @@ class Rehearsal:
     @property
     def advice(self):
         """What helps when nothing happened, or with the commonest reason why files are refused; None where it is another."""
-        if self.command == "zel_dhcp6c_update" and not self.has_reason:
+        if self.command == CLIENTS_COMMAND and not self.has_reason:
             return "the DHCPv6 client always gives a reason: --env reason=BOUND6 with the lease, then reason=EFFECT6"
+        if self.run.stderr.endswith(" is not support!\n"):
+            count = len(self.arguments)
+            return (f"nothing was done: {self.command} does not work with {count or 'no'} argument{'' if count == 1 else 's'}; "
+                    "ipv6ctl(8) has what it needs")
         if self.good or self.run.store_before.get("ip6_dhcp6c_prefix_addr@system"):
             return None
         return "the settings have no delegated prefix; --delegated 3fff:1234:0:5600::/56 shows what is done with one"
@@ -73,13 +90,26 @@ class Rehearsal:
 
 @contextlib.contextmanager
 def private_folder(keep):
-    folder = pathlib.Path(tempfile.mkdtemp(prefix="ipv6rehearse-"))
+    """A folder that goes whenever the process is ended by a signal that can be held back."""
+    made = None
     try:
-        demand_room_for_programs(folder)
-        yield folder
+        with _signals_held():
+            made = pathlib.Path(tempfile.mkdtemp(prefix="ipv6rehearse-"))
+        demand_room_for_programs(made)
+        yield made
     finally:
-        if not keep:
-            shutil.rmtree(folder, ignore_errors=True)
+        if made is not None and not keep:
+            with _signals_held():
+                shutil.rmtree(made, ignore_errors=True)
+
+
+@contextlib.contextmanager
+def _signals_held():
+    before = signal.pthread_sigmask(signal.SIG_BLOCK, ENDING)
+    try:
+        yield
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
 
 
 def rehearse(asked, client_variables, folder):
@@ -94,13 +124,11 @@ def rehearse(asked, client_variables, folder):
         raise Unusable(f"no private network: {error.strerror or error}; it needs root's rights, or user namespaces") from error
     made.build(root)
     gateway = Gateway(world, made, root, base)
-    source = give_settings(gateway, asked.settings, [*asked.set, *asked.delegated])
-    source += f", {len(gateway.store)} settings"
+    given = give_settings(gateway, asked, [*asked.set, *asked.prefix])
     remarks = check_of(made.store_tool, gateway.store)
-    surroundings = furnish(gateway, asked.advertised, asked.ip4)
-    if asked.state is not None:
-        taken = give_state(gateway, asked.state)
-        surroundings.append(f"state files of {asked.state}: {', '.join(taken) or 'none is there'}")
+    state = state_folder(asked, given.own)
+    answers = Answers(asked.answer, asked.fail)
+    surroundings = surround(gateway, asked, given.own, state, answers)
     gateway.env.update(client_variables)
     before, marks = gateway.files(), marks_of(base)
     try:
@@ -111,9 +139,38 @@ def rehearse(asked, client_variables, folder):
         raise Unusable(f"the rehearsal could not be run: {str(error).strip()}") from error
     now = marks_of(base)
     written = {path: text for path, text in run.files.items() if now.get(path) != marks.get(path)}
-    current = before if asked.state is not None else {path: text for path in written if (text := own_file(path)) is not None}
-    return Rehearsal(asked.command, asked.words, source, surroundings, remarks, run, written, sorted(set(before) - set(run.files)),
-                     current, judge_all(world, written, shown_to_daemons), bool(client_variables.get("reason")))
+    odd = [*given.odd, *odd_variables(asked.command, client_variables), *answers.unused(run.calls)]
+    return Rehearsal(asked.command, asked.words, given.source, surroundings, remarks, run, written,
+                     sorted(set(before) - set(run.files)), compared_with(written, state, before),
+                     judge_all(world, written, shown_to_daemons), bool(client_variables.get("reason")), odd)
+
+
+def surround(gateway, asked, own, state, answers):
+    """Gives the gateway what it finds: interfaces, files, a client that runs, what programs say. Returns what it is, in lines."""
+    own = own and state == OWN_STATE
+    client = own_client() if own else None
+    runs = asked.client or client is not None
+    wan, told = furnish(gateway, asked, own, released=runs and asked.command not in KEEP_LEASE)
+    if runs:
+        told.append(f"a DHCPv6 client runs, process {let_run(gateway, wan, client)}{'' if client else ' (assumed)'}")
+    answers.give(gateway)
+    told.append(f"every {'other ' if answers.told else ''}outside program succeeds and says nothing; the log's clock stands at 1000 s")
+    if state is not None:
+        told.append(give_state(gateway, state))
+    return told + answers.told
+
+
+def compared_with(written, state, before):
+    """{path: text, None when there is none} of the files that --diff compares with; a path that is not known is left out."""
+    if state is None or state == OWN_STATE:
+        return {path: own_file(path) for path in written}
+    found = {}
+    for path in written:
+        if path in before:
+            found[path] = before[path]
+        elif path.startswith("/tmp/"):
+            found[path] = own_file(os.path.join(state, path.removeprefix("/tmp/")))
+    return found
 
 
 def marks_of(base):

@@ -53,10 +53,12 @@ class RehearseTool:
                             "IPV6CTL_BUILD": str(PROGRAMS), "TESA_STORE": "/nowhere/ccfg.db"}
 
     def settings(self, *lines, name="settings.txt"):
-        """The factory settings with these lines after them, in a file."""
+        """The factory settings with these lines instead of theirs, in a file."""
         path = self.folder / name
+        keys = {os.fsencode(line.partition("=")[0]) for line in lines}
+        kept = [line for line in FACTORY.read_bytes().splitlines(keepends=True) if line.partition(b"=")[0] not in keys]
         text = "".join(f"{line}\n" for line in lines).encode("utf-8", "surrogateescape")
-        path.write_bytes(FACTORY.read_bytes() + text)
+        path.write_bytes(b"".join(kept) + text)
         return str(path)
 
     def run(self, *words, given=b"", starter=(), **environment):
@@ -79,6 +81,11 @@ class RehearseTool:
         assert (status, output) == (2, "")
         assert errors.startswith("ipv6rehearse: ") and errors.count("\n") == 1
         return errors.removeprefix("ipv6rehearse: ").removesuffix("\n")
+
+
+def changes_of(found):
+    """{key: value after the run} of the store."""
+    return {entry["key"]: entry["after"] for entry in found["store"]}
 
 
 def lines_of(found):

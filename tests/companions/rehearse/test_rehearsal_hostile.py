@@ -29,7 +29,7 @@ def test_a_value_that_is_no_utf8_is_shown_and_taken(tool):
     status, output, _ = tool.run(*DELEGATED, "--settings", path)
     assert status == 0
     tool.json(*DELEGATED, "--settings", path)
-    assert os.fsencode(output).isascii()
+    assert os.fsencode(output).isascii() and '"\\xff\\xfe" is no list' in output
 
 
 @pytest.mark.parametrize("data, told", [
@@ -79,17 +79,32 @@ def test_more_than_can_be_settings_is_refused(tool):
     (["--set", "a@b=\033[31m"], "--set a@b=\\x1b[31m: a control character"),
     (["--set", "a@b=1\na@c=2"], "--set a@b=1\\na@c=2: a control character"),
     (["--set", "ip6_gua_sid=06"], "--set ip6_gua_sid=06: there is no '@' between key and section: ip6_gua_sid=06"),
-    (["--ip4", "192.0.2.300"], "--ip4: Octet 300 (> 255) not permitted in '192.0.2.300'"),
-    (["--delegated", "3fff::1/56"], "--delegated: 3fff::1/56 has host bits set"),
+    (["--ip4", "192.0.2.300"], "--ip4 192.0.2.300: no IPv4 address, such as 192.0.2.2 or 192.0.2.2/24"),
+    (["--ip4", ""], "--ip4 '': no IPv4 address, such as 192.0.2.2 or 192.0.2.2/24"),
+    (["--delegated", "3fff::1/56"], "--delegated 3fff::1/56: bits are set behind its length; the prefix is 3fff::/56"),
     (["--delegated", "3fff::"], "--delegated 3fff::: no length, such as /56"),
+    (["--delegated", "3fff:/129"], "--delegated 3fff:/129: no IPv6 prefix, such as 3fff:1234:0:5600::/56"),
+    (["--delegated", ""], "--delegated '': no IPv6 prefix, such as 3fff:1234:0:5600::/56"),
     (["--state", "/nowhere"], "--state /nowhere: not a folder"),
+    (["--continue", "/nowhere"], "--continue /nowhere: no rehearsal was kept there (No such file or directory)"),
+    (["--mac", "eth7=02:00:00:00:00:01"], "--mac eth7=02:00:00:00:00:01: the gateway has br-lan, br-lan1, eth0"),
+    (["--mac", "br-lan=01:00:00:00:00:01"],
+     "--mac br-lan=01:00:00:00:00:01: no hardware address of an interface, such as br-lan=02:00:00:00:00:01"),
+    (["--answer", "ip"], "--answer ip: no '=' with a file behind it"),
+    (["--answer", "ip=/nowhere"], "/nowhere: No such file or directory"),
+    (["--answer", "radvdd=/dev/null"], "--answer radvdd=/dev/null: no program that a rehearsal stands in for; did you mean radvd?"),
+    (["--fail", "ip=256"], "--fail ip=256: no exit status from 1 to 255"),
+    (["--fail", "'"], "--fail ': No closing quotation"),
 ])
 def test_options_that_make_no_sense_are_told(tool, words, told):
     assert tool.refused(*words) == told
 
 
 @pytest.mark.parametrize("words", [["--command", "reboot"], ["--command", "\033[2J"], ["--args", "'"], ["--no-such"], ["word"],
-                                   ["--advertised", "x"], ["--settings", "-", "--env-file", "-"], ["--json", "--quiet"]])
+                                   ["--advertised", "x"], ["--settings", "-", "--env-file", "-"],
+                                   ["--settings", "-", "--answer", "ip=-"], ["--json", "--quiet"],
+                                   ["--json", "--brief"], ["--continue", "/tmp", "--state", "/tmp"],
+                                   ["zel_ipcp_up", "--command", "zel_ipcp_up"], ["zel_ifconfig", "--args", "x"]])
 def test_a_wrong_call_is_told_on_one_line(tool, words):
     said = tool.refused(*words)
     assert said.endswith("; ipv6rehearse --help") and "\033" not in said
@@ -121,6 +136,15 @@ def test_state_files_that_are_links_are_not_followed(tool):
     found = tool.json("--command", "zel_ipv6cp_up", "--state", str(state))
     assert found["surroundings"][-1] == f"state files of {state}: none is there"
     assert found["failure"] is None
+
+
+def test_state_files_that_cannot_be_taken_are_told_and_left(tool):
+    state = tool.folder / "state"
+    (state / "rdnssd").mkdir(parents=True)
+    (state / ".ip6t").write_bytes(b"x" * ((1 << 20) + 1))
+    (state / "resolv.conf").write_text("nameserver 192.0.2.1\n", encoding="ascii")
+    assert tool.json("--state", str(state))["surroundings"][-1] == (
+        f"state files of {state}: resolv.conf; not taken: .ip6t (longer than 1048576 bytes), rdnssd (not a plain file)")
 
 
 def test_ten_thousand_settings_are_taken(tool):

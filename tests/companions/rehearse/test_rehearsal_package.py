@@ -2,7 +2,6 @@
 import json
 import os
 import re
-import shlex
 import shutil
 import subprocess
 
@@ -21,12 +20,23 @@ def test_page_help_and_completion_know_the_same_options(tool):
 
 def test_every_example_of_the_page_runs(tool):
     shutil.copy(FACTORY, tool.folder / "my-settings.txt")
-    examples = re.findall(r"^\t(ipv6rehearse .*)$", PAGE.partition("# EXAMPLES")[2], re.M)
-    assert len(examples) == 6
+    programs, kept = tool.folder / "bin", tool.folder / "kept"
+    for folder in (programs, kept):
+        folder.mkdir()
+    (programs / "ipv6rehearse").symlink_to(TOOL)
+    (programs / "ipv6trace").symlink_to(REPOSITORY / "companions/trace/bin/ipv6trace")
+    environment = {**tool.environment, "PATH": f"{programs}:{tool.environment['PATH']}", "TMPDIR": str(kept)}
+    examples = re.findall(r"^\t(.*)$", PAGE.partition("# EXAMPLES")[2].partition("\n# ")[0], re.M)
+    assert len(examples) == 9
     for example in examples:
-        status, output, errors = tool.run(*shlex.split(re.sub(r"\\(.)", r"\1", example))[1:])
-        assert status in (0, 1) and errors == "", example
-        assert output or "--quiet" in example
+        line = re.sub(r"\\(.)", r"\1", example)
+        if "-XXXXXXXX" in line:
+            line = line.replace("/tmp/ipv6rehearse-XXXXXXXX", str(next(kept.iterdir())))
+        done = subprocess.run(["bash", "-c", line], capture_output=True, text=True, env=environment, cwd=tool.folder, check=False)
+        assert done.returncode in (0, 1) and done.stderr == "", example
+        assert done.stdout or "--quiet" in example
+    assert len(list(kept.iterdir())) == 1
+    assert "\n   #1 zel_ipv6_lan lan " in done.stdout or " zel_ipv6_lan " in done.stdout
 
 
 def test_json_is_what_the_page_describes(tool):
@@ -37,9 +47,15 @@ def test_json_is_what_the_page_describes(tool):
     assert members | {"accepted", "refused", "unknown"} == described
 
 
+REASONS = ["PREINIT6", "BOUND6", "RENEW6", "REBIND6", "REBOOT6", "DEPREF6", "EXPIRE6", "RELEASE6", "STOP6", "EFFECT6"]
+
+
 @pytest.mark.parametrize("typed, offered", [
     (["--de"], ["--delegated"]), (["--command", "zel_ipcp_"], ["zel_ipcp_up", "zel_ipcp_down"]), (["--advertised", "n"], ["none"]),
     (["--settings", "my-"], ["my-settings.txt"]), (["--env", "reason=B"], ["reason=BOUND6"]), (["--color", "a"], ["auto", "always"]),
+    (["--env", "reason", "=", "EX"], ["EXPIRE6"]), (["--env", "reason", "="], REASONS), (["--settings", "=", "my-"], ["my-settings.txt"]),
+    (["zel_ipcp_"], ["zel_ipcp_up", "zel_ipcp_down"]), (["--brief", "zel_ipcp_d"], ["zel_ipcp_down"]), (["zel_ipcp_up", "zel"], []),
+    (["--fail", "rad"], ["radvd"]), (["--delegated", "=", "3f"], []),
 ])
 def test_bash_completes(tool, typed, offered):
     (tool.folder / "my-settings.txt").touch()
@@ -49,10 +65,14 @@ def test_bash_completes(tool, typed, offered):
     assert (done.stdout.split(), done.stderr) == (offered, "")
 
 
-def test_completion_offers_the_commands_of_the_program():
+def test_completion_offers_the_commands_and_what_stands_in_for_programs(monkeypatch):
+    monkeypatch.syspath_prepend(str(REPOSITORY / "companions/recorder"))
+    from ipv6recorder.private_root import RECORDERS                     # pylint: disable=import-outside-toplevel
     table = (REPOSITORY / "src/frame/command_table.h").read_text(encoding="utf-8")
     completed = (REHEARSE / "completion/ipv6rehearse").read_text(encoding="utf-8")
     commands = set(re.findall(r'Command\{"(\w+)"', table))
+    programs = {name for names in RECORDERS.values() for name in names}
+    assert programs <= set(re.findall(r"[\w.-]+", completed.partition("--answer | --fail)")[2].partition('" --')[0]))
     assert len(commands) == 16
     assert commands == set(re.findall(r"\b(?:zel_|dhcp6c_|wan6c_|ipv6rd_|ipv6_lan_)\w+", completed))
 

@@ -211,3 +211,21 @@ def test_a_kept_root_has_the_files_and_the_log(tool):
     folder = kept / os.path.basename(found["kept"])
     assert (folder / "gateway/tmp/radvd.conf").read_text(encoding="ascii") == file_of(found, "/tmp/radvd.conf")
     assert (folder / "gateway/tmp/ipv6.log").is_file() and (folder / "gateway/gw/journal").is_file()
+
+
+def test_brief_leaves_the_texts_of_files_out_and_log_adds_the_log(tool):
+    words = [*DELEGATED, "--settings", tool.settings()]
+    full, brief, logged = (tool.run(*words, *more)[1] for more in ((), ("--brief",), ("--brief", "--log")))
+    assert brief.splitlines() == [line for line in full.splitlines() if not line.startswith("    | ")]
+    lines = [line for line in tool.json(*words)["log"] if line]
+    assert lines[0] == "[main][1000] ^_^[/usr/sbin/ipv6_lan_restart] start."
+    assert lines[-1] == "[main][1000] ^_^[/usr/sbin/ipv6_lan_restart] ERROR_NONE, end."
+    before, title, after = logged.partition(f"\nIts log, {len(lines)} lines\n")
+    assert title and after.startswith("".join(f"    | {line}\n" for line in lines) + "\nFiles that it writes, 8\n")
+    assert before.endswith("made instant here\n")
+
+
+def test_an_address_that_the_kernel_refuses_is_told(tool):
+    found = tool.json("zel_ifconfig", "br-lam", "3fff::1", "64", "1")
+    assert found["left_out"] == ["if_name[br-lam] 3fff::1 64 1: ioctl SIOCSIFADDR error."]
+    assert tool.json("zel_ifconfig", "br-lan", "3fff::1", "64", "0")["left_out"] == []

@@ -4,10 +4,11 @@ import pathlib
 import shlex
 import signal
 import subprocess
+import sys
 import time
 
 import pytest
-from rehearse_tool import DELEGATED, NOBODY, PROGRAMS, TOOL
+from rehearse_tool import DELEGATED, NOBODY, PROGRAMS, REPOSITORY, TOOL
 
 # All of / under an overlay whose upper layer gets whatever is written, with the processes and the network of a new machine.
 WATCHED = """
@@ -27,7 +28,7 @@ find . -type f -exec sha256sum {} +
 KERNEL = "ip -d addr; ip -6 route; ip6tables-save | sed '/^#/d'; grep -r . /proc/sys/net/ipv6/conf/*/accept_ra; ls /sys/class/net"
 # Starts none of its own.
 PROCESSES = "for each in /proc/[0-9]*; do read -r name <$each/comm && echo $name; done"
-COMMANDS = ["ipv6_lan_restart", "zel_ipv6_lan", "zel_ipv6cp_up", "dhcp6c_restart"]
+COMMANDS = ["ipv6_lan_restart", "zel_ipv6_lan lan", "zel_ipv6cp_up", "dhcp6c_restart --client"]
 
 
 class Machine:
@@ -56,7 +57,7 @@ def machine(tmp_path):
 def rehearsals(user):
     """The lines that rehearse all commands, with the daemons' verdicts; 0 and 1 are both an answer."""
     who = shlex.join([*user, "env", f"IPV6CTL_BUILD={PROGRAMS}", "TESA_STORE=/nowhere", str(TOOL)])
-    return "\n".join(f"{who} --command {command} {shlex.join(DELEGATED)} --quiet || [ $? -eq 1 ]" for command in COMMANDS)
+    return "\n".join(f"{who} {command} {shlex.join(DELEGATED)} --quiet || [ $? -eq 1 ]" for command in COMMANDS)
 
 
 @pytest.mark.parametrize("user", [[], NOBODY], ids=["root", "user"])
@@ -81,6 +82,8 @@ def test_the_copy_of_the_machine_shows_what_is_written(machine):
 
 def test_an_ordinary_user_gets_the_same_rehearsal(tool):
     words = [*DELEGATED, "--set", "wandataif@system=ppp0"]
+    assert tool.json(*words, starter=NOBODY) == tool.json(*words)
+    words += ["--client", "dhcp6c_start"]
     assert tool.json(*words, starter=NOBODY) == tool.json(*words)
 
 
@@ -146,3 +149,48 @@ def test_an_interrupted_rehearsal_leaves_nothing(tool):
     process.communicate(timeout=60)
     assert process.returncode == 128 + signal.SIGTERM
     assert list(tool.temporary.iterdir()) == []
+
+
+def test_an_interrupt_while_the_root_is_removed_leaves_nothing(tool):
+    """The signals come while files go: what removes them sends each of them to itself first."""
+    script = f"""
+import os, shutil, signal, sys
+sys.path[:0] = [{str(REPOSITORY / "companions")!r} + "/" + name for name in ("rehearse", "recorder", "trace")]
+from ipv6rehearse.cli import end_on_signals
+from ipv6rehearse.rehearsal import ENDING, private_folder
+remove = shutil.rmtree
+def interrupted(folder, **options):
+    for number in ENDING:
+        os.kill(os.getpid(), number)
+    remove(folder, **options)
+shutil.rmtree = interrupted
+end_on_signals()
+with private_folder(False) as folder:
+    (folder / "file").touch()
+"""
+    done = subprocess.run([sys.executable, "-B", "-c", script], env=tool.environment, capture_output=True, timeout=60, check=False)
+    assert done.returncode in (128 + signal.SIGTERM, 128 + signal.SIGHUP, 130, -signal.SIGINT), done.stderr
+    assert list(tool.temporary.iterdir()) == []
+
+
+def test_a_process_that_is_ended_while_the_console_is_read_ends(tool):
+    """The reader waits for the end of the run, which does not come to a process that leaves in between."""
+    script = f"""
+import os, pathlib, sys
+sys.path.insert(0, {str(REPOSITORY / "companions/recorder")!r})
+from ipv6recorder.gateway import Console
+os.mkfifo("console")
+Console(pathlib.Path("console")).__enter__()
+sys.exit(143)
+"""
+    done = subprocess.run([sys.executable, "-B", "-c", script], cwd=tool.folder, capture_output=True, timeout=20, check=False)
+    assert (done.returncode, done.stderr) == (143, b"")
+
+
+def test_an_interrupt_before_anything_is_there_ends_without_a_word(tool):
+    """While the modules are loaded: the first of them is one that interrupts."""
+    modules = tool.folder / "modules"
+    modules.mkdir()
+    (modules / "argparse.py").write_text("import os, signal\nos.kill(os.getpid(), signal.SIGINT)\nwhile True: pass\n", encoding="ascii")
+    done = subprocess.run([str(TOOL)], env={**tool.environment, "PYTHONPATH": str(modules)}, capture_output=True, timeout=60, check=False)
+    assert (done.returncode, done.stdout, done.stderr) == (-signal.SIGINT, b"", b"")
