@@ -5,9 +5,6 @@ set(IPV6CTL_COMMANDS
     zel_ipv6cp_up zel_ipv6cp_down zel_ifconfig wan6c_restart ipv6rd_restart dhcp6c_start dhcp6c_restart
     dhcp6c_release dhcp6c_renew ipv6_lan_restart)
 
-set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-
 install(TARGETS ipv6ctl RUNTIME DESTINATION /usr/sbin)
 foreach(command IN LISTS IPV6CTL_COMMANDS)
     install(CODE "file(CREATE_LINK ipv6ctl \"\$ENV{DESTDIR}/usr/sbin/${command}\" SYMBOLIC)" COMPONENT program)
@@ -15,17 +12,15 @@ endforeach()
 
 if(IPV6CTL_PLATFORM STREQUAL "stock")
     install(TARGETS ccfg_cli RUNTIME DESTINATION /usr/sbin COMPONENT stock)
-    # Modes are named and not those of the checkout, whose umask may let a group write: what runs as root is root's alone.
-    set(IPV6CTL_SCRIPT_MODE OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
     install(DIRECTORY platform/stock/kit/root/ DESTINATION / COMPONENT stock
-        FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE}
+        FILE_PERMISSIONS ${IPV6CTL_FILE_MODE} DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE}
         REGEX "/(usr/sbin|init\\.d)/[^/]+$|/closev6$" PERMISSIONS ${IPV6CTL_SCRIPT_MODE})
     install(DIRECTORY platform/stock/kit/adapters DESTINATION /usr/lib/ipv6ctl COMPONENT stock
         FILE_PERMISSIONS ${IPV6CTL_SCRIPT_MODE} DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE})
     install(FILES companions/settings/completion/ccfg_cli DESTINATION /usr/share/bash-completion/completions
-        COMPONENT stock PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+        COMPONENT stock PERMISSIONS ${IPV6CTL_FILE_MODE})
     install(DIRECTORY packaging/system/etc packaging/system/usr DESTINATION / COMPONENT stock
-        FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE})
+        FILE_PERMISSIONS ${IPV6CTL_FILE_MODE} DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE})
     foreach(hook IN ITEMS ip-up ip-down ipv6-up ipv6-down)
         install(PROGRAMS packaging/system/ppp-hook DESTINATION /etc/ppp/${hook}.d RENAME ipv6ctl COMPONENT stock
             PERMISSIONS ${IPV6CTL_SCRIPT_MODE})

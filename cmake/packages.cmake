@@ -6,10 +6,10 @@ endif()
 # The lab brings its own copies of the programs and the kit, so that it can be had without turning the machine into a gateway.
 set(lab_root /usr/share/ipv6ctl-lab)
 install(PROGRAMS packaging/debian/lab/ipv6ctl-lab DESTINATION /usr/sbin COMPONENT lab EXCLUDE_FROM_ALL)
-install(TARGETS ipv6ctl ccfg_cli RUNTIME DESTINATION /usr/lib/ipv6ctl-lab COMPONENT lab EXCLUDE_FROM_ALL)
+install(TARGETS ipv6ctl ccfg_cli ipv6status RUNTIME DESTINATION /usr/lib/ipv6ctl-lab COMPONENT lab EXCLUDE_FROM_ALL)
 install(PROGRAMS lab/lab DESTINATION ${lab_root}/lab COMPONENT lab EXCLUDE_FROM_ALL)
 install(DIRECTORY lab/netlab DESTINATION ${lab_root}/lab COMPONENT lab EXCLUDE_FROM_ALL
-    FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE}
+    FILE_PERMISSIONS ${IPV6CTL_FILE_MODE} DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE}
     FILES_MATCHING PATTERN "*.py" PATTERN "*.sh" PERMISSIONS ${IPV6CTL_SCRIPT_MODE} PATTERN "__pycache__" EXCLUDE)
 install(DIRECTORY platform/stock/kit DESTINATION ${lab_root}/platform/stock COMPONENT lab EXCLUDE_FROM_ALL
     USE_SOURCE_PERMISSIONS DIRECTORY_PERMISSIONS ${IPV6CTL_SCRIPT_MODE})
@@ -35,7 +35,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME ipv6ctl)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "python3:any")
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS "ipv6ctl-stock")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS "bash-completion, ipv6ctl-stock")
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "configures and maintains the IPv6 side of a home gateway
 One program with sixteen commands, started by link hooks, the DHCPv6 client,
 cron and scripts: it gets the WAN its IPv6, gives each LAN a prefix, runs the
@@ -47,7 +47,7 @@ set(CPACK_DEBIAN_STOCK_PACKAGE_NAME ipv6ctl-stock)
 set(CPACK_DEBIAN_STOCK_PACKAGE_DEPENDS
     "ipv6ctl (= ${PROJECT_VERSION}-1), python3:any, busybox-static | busybox, conntrack, dnsmasq-base, iproute2, iptables, isc-dhcp-client, isc-dhcp-server, net-tools, procps, psmisc, radvd, rdnssd")
 set(CPACK_DEBIAN_STOCK_PACKAGE_RECOMMENDS "bubblewrap, cron | cron-daemon, logrotate")
-set(CPACK_DEBIAN_STOCK_PACKAGE_SUGGESTS "ppp")
+set(CPACK_DEBIAN_STOCK_PACKAGE_SUGGESTS "bash-completion, ppp")
 set(CPACK_DEBIAN_STOCK_PACKAGE_CONTROL_EXTRA
     "${PROJECT_SOURCE_DIR}/packaging/debian/stock/preinst;${PROJECT_SOURCE_DIR}/packaging/debian/stock/postinst;${PROJECT_SOURCE_DIR}/packaging/debian/stock/prerm;${PROJECT_SOURCE_DIR}/packaging/debian/stock/postrm;${PROJECT_SOURCE_DIR}/packaging/debian/stock/conffiles")
 set(CPACK_DEBIAN_STOCK_DESCRIPTION "turns a Debian system into a gateway that ipv6ctl configures

@@ -94,8 +94,13 @@ def test_a_lab_stays_up_until_it_is_taken_down(folder, watch):
         shown = subprocess.run(lab(folder, "status"), capture_output=True, text=True, check=False)
         assert shown.returncode == 0 and shown.stdout.startswith("A lab is up"), shown.stderr
         assert re.search(r"runs +.*dhclient.*dhcp6d.*dnsmasq.*radvd.*rdnssd", shown.stdout), shown.stdout
+        for tool, said in ((["ipv6trace", "--brief", "--all"], "zel_dhcp6c_update EFFECT6"),
+                           (["ipv6rehearse", "ipv6_lan_restart"], "radvd"), (["ipv6status"], "healthy")):
+            found = subprocess.run(lab(folder, "exec", "gw", *tool), capture_output=True, text=True, check=False)
+            assert found.returncode == 0 and said in found.stdout, f"{tool}: {found.stderr}"
         again = subprocess.run(lab(folder, "up"), capture_output=True, text=True, check=False)
-        assert again.returncode == 1 and "already up" in again.stderr
+        assert (again.returncode, again.stderr) == (
+            1, f"A lab is already up in {folder}; end it with \"lab/lab down\".\n")
     finally:
         down = subprocess.run(lab(folder, "down"), capture_output=True, text=True, timeout=100, check=False)
     assert down.returncode == 0, down.stderr

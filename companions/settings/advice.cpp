@@ -94,11 +94,20 @@ void advise_subnet_ids(const View& v)
             "both bridges get subnet %lld of the delegated /%lld: hosts of the second are cut off; choose ids that "
             "differ within %lld",
             second, length, room);
+    for (const Lan& lan : v.lan) {
+        const long long id = sid_number(lan.gua_sid);
+        if (first != second && id > room)
+            v.findings.add(
+                "ip6_gua_sid", lan.section,
+                "%lld is more than the delegated /%lld has room for, and counts as %lld; choose one up to %lld", id,
+                length, id & room, room);
+    }
     if (v.has_ula("lan0") && v.has_ula("lan1") && v.lan[0].ula_sid == v.lan[1].ula_sid
         && v.settings.get("ip6_ula_gid", "lan0") == v.settings.get("ip6_ula_gid", "lan1"))
         v.findings.add("ip6_ula_sid", "lan1", "both bridges get the same unique-local prefix; choose another id");
     for (const Lan& lan : v.lan) {
-        if (lan.gua_sid.find_first_not_of("0123456789") != std::string_view::npos)
+        if (lan.gua_sid.find_first_not_of("0123456789") != std::string_view::npos
+            && lan.gua_sid.find_first_not_of("0123456789ABCDEFabcdef") == std::string_view::npos)
             v.findings.add("ip6_gua_sid", lan.section,
                            "is read as a decimal number, so \"%.*s\" counts as %lld; use digits only",
                            static_cast<int>(lan.gua_sid.size()), lan.gua_sid.data(), sid_number(lan.gua_sid));
@@ -113,6 +122,34 @@ void advise_prefix(const View& v, const char* key, std::string_view section)
     if (const DroppedRange* const range = dropped_range(octets))
         v.findings.add(key, section, "lies in %s/%u, for %s: the firewall forwards none of it", range->prefix,
                        range->length, range->why);
+}
+
+void advise_delegated_length(const View& v)
+{
+    if (!v.settings.get("ip6_dhcp6c_prefix_addr", "system").empty()
+        && v.settings.number("ip6_dhcp6c_prefix_length", "system") == 0)
+        v.findings.add("ip6_dhcp6c_prefix_length", "system",
+                       "a delegated prefix without a length gives the LANs nothing");
+}
+
+// dhcpd takes a subnet only when the bits behind its length are 0.
+void advise_bits_behind(const View& v, const char* section)
+{
+    unsigned char octets[16];
+    const long long length = v.settings.number("ip6_pfxlen", section);
+    if (length > 128 || !parse_ip6(v.settings.get("ip6_prefix", section), octets))
+        return;
+    bool has_any = false;
+    for (long long bit = length; bit < 128; ++bit) {
+        const unsigned char mask = static_cast<unsigned char>(0x80U >> (bit % 8));
+        has_any = has_any || (octets[bit / 8] & mask) != 0;
+        octets[bit / 8] = static_cast<unsigned char>(octets[bit / 8] & ~mask);
+    }
+    char printed[INET6_ADDRSTRLEN] = {};
+    inet_ntop(AF_INET6, octets, printed, sizeof printed);
+    if (has_any && length > 0)
+        v.findings.add("ip6_prefix", section,
+                       "has bits behind its length of %lld: dhcpd refuses its whole file; set %s", length, printed);
 }
 
 void advise_static_wan(const View& v)
@@ -133,6 +170,15 @@ void advise_static_wan(const View& v)
                 "nothing is delegated to a static WAN: set the bridge's prefix and address here; radvd refuses a "
                 "file with an empty prefix");
     }
+    const std::string_view first = v.settings.get("ip6_prefix", "lan0");
+    if (!first.empty() && v.settings.get("ip6_prefix", "lan1") == first)
+        v.findings.add("ip6_prefix", "lan1",
+                       "both bridges have the same prefix: hosts of the second are cut off; choose another");
+    if (v.settings.get("ip6_dhcp6c_prefix_addr", "system").empty())
+        v.findings.add(
+            "ip6_dhcp6c_prefix_addr", "system",
+            "nothing is delegated to a static WAN: set the prefix that both bridges' prefixes are in, and its length; "
+            "ip6tables-restore refuses the whole ruleset without");
 }
 
 void advise_tunnel(const View& v)
@@ -172,10 +218,15 @@ void advise_wan(const View& v)
         v.findings.add("ip6_dhcp6c_prefix_mode", "system",
                        "the LANs get nothing of a prefix that is not stored; 0 stores it");
     for (const Lan& lan : v.lan) {
-        if (v.settings.number("ip6_pfxlen", lan.section) == 0)
+        const long long length = v.settings.number("ip6_pfxlen", lan.section);
+        if (length == 0)
             v.findings.add(
                 "ip6_pfxlen", lan.section,
                 "is also the length of the unique-local prefix that is advertised, and radvd refuses 0; set 64");
+        else if (length != 64)
+            v.findings.add("ip6_pfxlen", lan.section,
+                           "hosts make no address out of an advertised /%lld (RFC 4862, section 5.5.3); set 64",
+                           length);
     }
 }
 
@@ -253,8 +304,11 @@ void advise(const SettingLines& settings, Findings& findings)
     advise_names(v);
     advise_subnet_ids(v);
     advise_prefix(v, "ip6_dhcp6c_prefix_addr", "system");
-    for (const Lan& lan : v.lan)
+    advise_delegated_length(v);
+    for (const Lan& lan : v.lan) {
         advise_prefix(v, "ip6_prefix", lan.section);
+        advise_bits_behind(v, lan.section);
+    }
     advise_routes(v);
     advise_filter(settings, findings);
 }

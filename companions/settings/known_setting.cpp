@@ -4,37 +4,16 @@
 
 #include <algorithm>
 
+#include "nearness.h"
 #include "text_parts.h"
 
 namespace {
 
-constexpr size_t longest_compared = 63;
-constexpr size_t near = 3;
 constexpr size_t shortest_part = 3; // characters of a key that are worth a guess
 
 bool is_number(std::string_view text)
 {
     return !text.empty() && text.front() != '0' && text.find_first_not_of("0123456789") == text.npos;
-}
-
-// Number of insertions, deletions and replacements that make one text the other.
-size_t distance(std::string_view one, std::string_view other)
-{
-    if (one.size() > longest_compared || other.size() > longest_compared)
-        return longest_compared;
-    size_t row[longest_compared + 1] = {};
-    for (size_t i = 0; i <= other.size(); ++i)
-        row[i] = i;
-    for (size_t i = 1; i <= one.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t k = 1; k <= other.size(); ++k) {
-            const size_t replaced = diagonal + (one[i - 1] == other[k - 1] ? 0 : 1);
-            diagonal = row[k];
-            row[k] = std::min({row[k] + 1, row[k - 1] + 1, replaced});
-        }
-    }
-    return row[other.size()];
 }
 
 // The longest known key that stands at the end of `key`, behind a _ or -: "mtu" of "ip6_mtu". Null when there is none.
@@ -109,6 +88,25 @@ unsigned section_bit(std::string_view section, std::string_view wan_section)
                                                                        : 0;
 }
 
+Text<128> section_names(unsigned sections, const char* separator, std::string_view wan_name)
+{
+    const struct {
+        unsigned bit;
+        std::string_view name;
+    } known[] = {{in_system, "system"}, {in_lan0, "lan0"}, {in_lan1, "lan1"}, {in_wan, wan_name}};
+    Text<128> names;
+    for (const auto& section : known) {
+        if ((sections & section.bit) == 0)
+            continue;
+        char name[64];
+        copy_text(name, sizeof name, section.name.data(), section.name.size());
+        if (!names.empty())
+            names.append(separator);
+        names.append(name);
+    }
+    return names;
+}
+
 bool has_in_name(const KnownSetting& setting, std::string_view word)
 {
     return has_in(setting.key, word);
@@ -121,14 +119,17 @@ bool has_in_meaning(const KnownSetting& setting, std::string_view word)
 
 const char* nearest_known_key(std::string_view key)
 {
-    const char* nearest = nullptr;
-    size_t best = std::min(near, key.size() / 3) + 1; // of a short key nearly everything would be near
+    const KnownSetting* nearest = nullptr;
+    size_t best = letters_off(key.size()) + 1;
     for (size_t i = 0; i < known_setting_count; ++i) {
-        const size_t d = distance(key, known_settings[i].key);
-        if (d < best) {
-            best = d;
-            nearest = known_settings[i].key;
+        const std::string_view known = known_settings[i].key;
+        if (known.size() + best <= key.size() || key.size() + best <= known.size())
+            continue; // so many letters are missing alone
+        const size_t letters = letters_between(key, known);
+        if (letters < best) {
+            best = letters;
+            nearest = &known_settings[i];
         }
     }
-    return nearest != nullptr ? nearest : longest_tail_of(key);
+    return nearest != nullptr ? nearest->key : longest_tail_of(key);
 }

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "frame/text.h"
 #include "settings_table.h"
 
 // True when `key` is the setting's, or one of the many that it stands for: "extra_sid_3" is an extra_sid_N.
@@ -19,6 +20,10 @@ inline constexpr unsigned in_any_section = in_system | in_lan0 | in_lan1 | in_wa
 
 // The section's bit; `wan_section` is the WAN's name. 0 for a section that nothing reads.
 unsigned section_bit(std::string_view section, std::string_view wan_section);
+
+// Names of ored sections with `separator` between them; the WAN's is called `wan_name`.
+Text<128> section_names(unsigned sections, const char* separator = ", ",
+                        std::string_view wan_name = "the WAN's section");
 
 // The known key that looks most like `key`, or null when none is near.
 const char* nearest_known_key(std::string_view key);

@@ -2,98 +2,39 @@
 
 #include <stdio.h>
 
-#include <initializer_list>
-
 #include "advice.h"
 #include "findings.h"
-#include "frame/text.h"
 #include "known_setting.h"
 #include "setting_lines.h"
+#include "setting_name_parts.h"
 #include "settings_text.h"
 #include "text_parts.h"
 #include "value_check.h"
+#include "wrapped_text.h"
 
 namespace {
 
-struct Name {
-    std::string_view key;
-    std::string_view section;
-};
-
-// Ored sections as a person reads them; valid until the next call.
-const char* names_of(unsigned bits)
+void check_section(const NameParts& name, const SettingLines& settings, Findings& findings)
 {
-    const struct {
-        unsigned bit;
-        const char* name;
-    } sections[] = {{in_system, "system"}, {in_lan0, "lan0"}, {in_lan1, "lan1"}, {in_wan, "the WAN's section"}};
-    static Text<64> text;
-    text.clear();
-    for (const auto& section : sections) {
-        if ((bits & section.bit) == 0)
-            continue;
-        if (!text.empty())
-            text.append(", ");
-        text.append(section.name);
-    }
-    return text.c_str();
+    const std::string_view wan = settings.wan_section();
+    if (section_bit(name.section, wan) == in_wan && name.section != wan && (sections_of(name.key) & in_wan) != 0
+        && settings.is_of_no_interface(name.section))
+        findings.add(name.key, name.section,
+                     "no interface has this section: the WAN's is %.*s (wandataif@system and if2sect_IFNAME@system)",
+                     static_cast<int>(wan.size()), wan.data());
 }
 
-void write_name(FILE* out, const KnownSetting& setting)
+void check_name_and_value(const StoredSetting& stored, const SettingLines& settings, Findings& findings)
 {
-    fprintf(out, "%-40s %s\n", setting.key, names_of(setting.sections));
-}
-
-// Writes the keys that have the word in their name, or else in what they are for. Returns how many.
-int write_keys_with(std::string_view word)
-{
-    int count = 0;
-    for (auto* const has : {has_in_name, has_in_meaning}) {
-        for (size_t i = 0; i < known_setting_count; ++i) {
-            if (!has(known_settings[i], word))
-                continue;
-            write_name(stdout, known_settings[i]);
-            ++count;
-        }
-        if (count > 0)
-            break;
-    }
-    return count;
-}
-
-// What is said of a key that there is not.
-void tell_unknown_key(std::string_view key)
-{
-    constexpr size_t shortest_word = 3;
-    if (const unsigned elsewhere = sections_of(key)) {
-        fprintf(stderr, "ccfg_cli: there is no such key in this section, only in %s\n", names_of(elsewhere));
-        return;
-    }
-    const int found = key.size() < shortest_word ? 0 : write_keys_with(key);
-    const char* const nearest = found > 0 ? nullptr : nearest_known_key(key);
-    fprintf(stderr, "ccfg_cli: there is no such key%s%s%s\n", found > 0 ? "; the word is in those above" : "",
-            nearest != nullptr ? "; did you mean " : "", nearest != nullptr ? nearest : "");
-}
-
-// Of "key@section=" or "key@section".
-Name split_name(std::string_view name)
-{
-    if (!name.empty() && name.back() == '=')
-        name = first_part(name, name.size() - 1);
-    const size_t at = name.find('@');
-    return {first_part(name, at), at == name.npos ? std::string_view() : rest_after(name, at + 1)};
-}
-
-void check_name_and_value(const StoredSetting& stored, std::string_view wan_section, Findings& findings)
-{
-    const Name name = split_name(stored.record);
-    const KnownSetting* const setting = find_known_setting(name.key, section_bit(name.section, wan_section));
+    const NameParts name = split_name(stored.record);
+    const KnownSetting* const setting = find_known_setting(name.key, section_bit(name.section, settings.wan_section()));
     if (setting != nullptr) {
         if (const char* const mismatch = value_mismatch(*setting, stored.value))
             findings.add(name.key, name.section, "\"%.*s\" %s", static_cast<int>(stored.value.size()),
                          stored.value.data(), mismatch);
     } else if (const unsigned elsewhere = sections_of(name.key)) {
-        findings.add(name.key, name.section, "nothing reads this key in this section, only in %s", names_of(elsewhere));
+        findings.add(name.key, name.section, "nothing reads this key in this section, only in %s",
+                     section_names(elsewhere).c_str());
     } else if (const char* const nearest = nearest_known_key(name.key)) {
         findings.add(name.key, name.section, "nothing reads this key; did you mean %s?", nearest);
     } else {
@@ -101,72 +42,52 @@ void check_name_and_value(const StoredSetting& stored, std::string_view wan_sect
     }
 }
 
-void write_values_in_force(const Name& asked, const KnownSetting& setting, std::string_view lines)
+// `later` are the lines behind line number `line`, which has `stored`.
+void check_repetition(const StoredSetting& stored, unsigned long line, std::string_view later, Findings& findings)
 {
-    const std::string_view wan_section = SettingLines(lines).wan_section();
-    bool found = false;
-    for (std::string_view rest = lines; !rest.empty();) {
-        const StoredSetting stored = take_setting(rest);
-        const Name name = split_name(stored.record);
-        const bool is_asked = asked.section.empty() || asked.section == name.section;
-        if (!is_asked || find_known_setting(name.key, section_bit(name.section, wan_section)) != &setting)
+    while (!later.empty()) {
+        ++line;
+        const StoredSetting other = take_setting(later);
+        if (other.record != stored.record || other.value == stored.value)
             continue;
-        if (asked.key != setting.key && asked.key != name.key)
-            continue; // one of many numbered keys was asked for
-        printf("  in force:   %.*s@%.*s=%.*s\n", static_cast<int>(name.key.size()), name.key.data(),
-               static_cast<int>(name.section.size()), name.section.data(), static_cast<int>(stored.value.size()),
-               stored.value.data());
-        found = true;
+        const NameParts name = split_name(stored.record);
+        findings.add(name.key, name.section, "is set again in line %lu, to another value: the last one counts", line);
+        return;
     }
-    if (!found)
-        printf("  in force:   nothing stored\n");
-}
-
-void explain(const KnownSetting& setting, const Name& asked, std::string_view lines)
-{
-    printf("%s\n  %s\n\n  in:         %s\n", setting.key, setting.meaning, names_of(setting.sections));
-    printf("  values:     %s\n  missing:    counts as %s\n", setting.values,
-           setting.fallback[0] != '\0' ? setting.fallback : "empty");
-    printf("  read by:    %s\n", setting.read_by);
-    printf("  written by: %s%s\n", setting.written_by[0] != '-' ? setting.written_by : "nobody",
-           setting.is_state ? " (the program keeps it; leave it alone)" : "");
-    write_values_in_force(asked, setting, lines);
 }
 
 } // namespace
 
-unsigned check_settings(std::string_view lines)
+void check_setting(std::string_view lines, std::string_view record, std::string_view value)
 {
     const SettingLines settings(lines);
-    Findings findings;
-    for (std::string_view rest = lines; !rest.empty();)
-        check_name_and_value(take_setting(rest), settings.wan_section(), findings);
-    advise(settings, findings);
-    return findings.count();
+    Findings findings(settings, nullptr);
+    check_name_and_value({record, value}, settings, findings);
+    check_section(split_name(record), settings, findings);
 }
 
-bool help_setting(std::string_view name, std::string_view lines)
+unsigned check_settings(std::string_view lines, const char* file)
 {
-    const Name asked = split_name(name);
-    const unsigned sections =
-        asked.section.empty() ? in_any_section : section_bit(asked.section, SettingLines(lines).wan_section());
-    bool is_known = false;
-    // The WAN and the LANs have keys of one name that are for different things.
-    for (size_t i = 0; i < known_setting_count; ++i) {
-        const KnownSetting& setting = known_settings[i];
-        if ((setting.sections & sections) == 0 || !is_one_of(setting, asked.key))
+    constexpr unsigned long compared = 4000; // settings that are compared with each other: far more than a device has
+    const SettingLines settings(lines);
+    const unsigned long count = settings.count();
+    Findings findings(settings, file);
+    unsigned long line = 0;
+    for (std::string_view rest = lines; !rest.empty();) {
+        ++line;
+        const StoredSetting stored = take_setting(rest);
+        if (stored.record.empty())
             continue;
-        printf("%s", is_known ? "\n" : "");
-        explain(setting, asked, lines);
-        is_known = true;
+        findings.at_line(line);
+        check_name_and_value(stored, settings, findings);
+        if (count > compared)
+            continue;
+        check_section(split_name(stored.record), settings, findings);
+        check_repetition(stored, line, rest, findings);
     }
-    if (!is_known)
-        tell_unknown_key(asked.key);
-    return is_known;
-}
-
-void list_known_settings()
-{
-    for (size_t i = 0; i < known_setting_count; ++i)
-        write_name(stdout, known_settings[i]);
+    findings.at_line(0);
+    advise(settings, findings);
+    if (findings.count() == 0 && terminal_columns() != 0)
+        printf("%lu settings, nothing wrong\n", count);
+    return findings.count();
 }

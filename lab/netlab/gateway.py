@@ -11,6 +11,7 @@ from netlab.wait import need, wait_for
 COMMANDS = ("zel_ipv6_lan", "zel_ip6neigh_update", "zel_dhcp6c_update", "zel_resolv_update", "zel_ipcp_up",
             "zel_ipcp_down", "zel_ipv6cp_up", "zel_ipv6cp_down", "zel_ifconfig", "wan6c_restart", "ipv6rd_restart",
             "dhcp6c_start", "dhcp6c_restart", "dhcp6c_release", "dhcp6c_renew", "ipv6_lan_restart")
+COMPANIONS = Path(__file__).resolve().parents[2] / "companions"
 BRIDGES = ("br-lan", "br-lan1")
 KEPT_FOLDERS = ("/tmp", "/etc/config")                       # of the gateway's root, at the end of a run
 SNAPSHOTS = {"addresses.txt": ("ip", "-6", "addr"), "routes.txt": ("ip", "-6", "route", "show", "table", "all"),
@@ -52,6 +53,11 @@ class Gateway(Node):
         for command in COMMANDS:
             (sbin / command).unlink(missing_ok=True)
             (sbin / command).symlink_to("ipv6ctl")
+        for script in ("trace", "rehearse"):        # where the lab is installed they are in /usr/bin
+            source = COMPANIONS / f"{script}/bin/ipv6{script}"
+            if source.exists():
+                (sbin / source.name).unlink(missing_ok=True)
+                (sbin / source.name).symlink_to(source)
 
     def prepare_wan(self):
         """The WAN interface's switches, set as on the device, before the link comes up: solicit three times, and

@@ -122,6 +122,21 @@ def test_commands_with_a_lab_run(page, tmp_path):
         run(local("lab/lab down", lab=tmp_path / "lab"), tmp_path)
 
 
+def test_both_lans_are_advertised_when_the_bridges_come_up_as_the_page_has_them(tmp_path):
+    page = (TREE / "docs/debian-gateway.md").read_text(encoding="utf-8")
+    started = re.findall(r"post-up (/usr/sbin/zel_ipv6_lan .*)", page)
+    assert len(started) == 2
+    try:
+        assert run(local("lab/lab up --bare", lab=tmp_path / "lab"), tmp_path).returncode == 0
+        for line in started:
+            done = run(local(f"lab/lab exec gw sh -c {shlex.quote(line)}", lab=tmp_path / "lab"), tmp_path)
+            assert done.returncode == 0, done.stderr
+        advertised = run(local("lab/lab exec gw cat /tmp/radvd.conf", lab=tmp_path / "lab"), tmp_path).stdout
+        assert re.findall(r"^(?:interface|prefix) (br-lan1?|FD)", advertised, re.M) == ["br-lan", "FD", "br-lan1", "FD"]
+    finally:
+        run(local("lab/lab down", lab=tmp_path / "lab"), tmp_path)
+
+
 class LiveGateway:
     """The gateway of a lab whose hosts are on line."""
 

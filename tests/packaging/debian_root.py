@@ -62,9 +62,11 @@ class DebianRoot:
     def run(self, script):
         """A shell script in the system, without network; what it writes is there for the next one."""
         root = self.layer / "root"
+        # The root itself, not a folder that is taken for it: the lab makes further namespaces with roots over this one.
         mounts = (f"mount -t overlay overlay -o lowerdir={self.base},upperdir={self.layer}/upper,workdir={self.layer}/work {root};"
-                  f"mount -t proc proc {root}/proc; mount -t tmpfs tmpfs {root}/run; mkdir -p {root}/packages;"
-                  f"exec chroot {root} env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C DEBIAN_FRONTEND=noninteractive "
+                  f"cd {root}; mount -t proc proc proc; mount -t tmpfs tmpfs run; mkdir -p packages run/old;"
+                  f"pivot_root . run/old; umount -l /run/old; rmdir /run/old;"
+                  f"exec env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C DEBIAN_FRONTEND=noninteractive "
                   f"sh -c {shlex.quote(script)}")
         return subprocess.run(unshared(mounts), capture_output=True, text=True, check=False, stdin=subprocess.DEVNULL)
 

@@ -1,6 +1,7 @@
 """The Debian packages: installed, used, upgraded, removed and purged in a system of their own. Slow: `make test-packages`."""
 import os
 import pathlib
+import re
 import subprocess
 
 import pytest
@@ -89,6 +90,16 @@ def test_an_installed_gateway_works(root, debs):
     assert root.must("ipv6rehearse --quiet --delegated 3fff:1234:0:5600::/56 && echo good") == "good\n"
     for page in ("man8/ipv6ctl", "man8/dhcp6c_start", "man5/ipv6ctl-log", "man5/ipv6ctl-settings", "man1/ccfg_cli", "man1/ipv6rehearse"):
         assert root.must(f"zcat /usr/share/man/{page}.{page[3]}.gz").startswith(".\\\"")
+
+
+def test_the_pages_that_a_gateway_needs_come_along_with_those_that_they_lead_to(root, debs):
+    install(root, debs)
+    pages = root.must("cd /usr/share/doc/ipv6ctl && ls *.md.gz").split()
+    assert {"debian-gateway.md.gz", "field-problems.md.gz", "odd-rules.md.gz"} <= set(pages)
+    for page in pages:
+        text = root.must(f"zcat /usr/share/doc/ipv6ctl/{page}")
+        assert text.startswith("# ")
+        assert {f"{name}.gz" for name in re.findall(r"\]\(([\w-]+\.md)\)", text)} <= set(pages), page
 
 
 def test_adapters_stand_before_the_stock_tools(root, debs):
@@ -201,5 +212,15 @@ def test_the_cron_line_runs_only_when_the_program_has_registered_it(root, debs):
 def test_the_lab_comes_without_the_gateway(root, debs):
     install(root, debs, ("ipv6ctl-lab",))
     assert "demo|up|exec|status|down" in root.must("ipv6ctl-lab --help")
-    assert root.run("ipv6ctl-lab status").stdout == 'No lab is up. Start one with "lab/lab up".\n'
+    assert root.run("ipv6ctl-lab status").stdout == 'No lab is up. Start one with "ipv6ctl-lab up".\n'
     assert root.must("head -c 4 /usr/sbin/dhclient") == "\x7fELF"
+
+
+def test_the_packaged_lab_comes_up(root, debs):
+    install(root, debs, ("ipv6ctl-lab",))
+    told = root.must("""
+        mount -t sysfs sysfs /sys; mount -t tmpfs tmpfs /tmp
+        ipv6ctl-lab up >/run/up
+        trap 'ipv6ctl-lab down >/run/down' EXIT
+        for program in "ccfg_cli get ip6_wan_ready@system" "ipv6status --version"; do ipv6ctl-lab exec gw $program; done""")
+    assert re.fullmatch(r"1\nipv6status \S+\n", told)

@@ -3,15 +3,18 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <string_view>
 
-#include "line_reader.h"
+#include "ccfg_verbs.h"
+#include "frame/text.h"
+#include "input_copy.h"
 #include "memory_area.h"
 #include "scratch_file.h"
+#include "setting_help.h"
 #include "setting_name.h"
+#include "settings_file.h"
 #include "settings_import.h"
 #include "settings_report.h"
 #include "settings_text.h"
@@ -25,47 +28,22 @@ namespace {
 
 constexpr int failed = 1;
 constexpr int misused = 2;
-constexpr off_t import_limit = off_t{32} << 20; // twice what a store can hold
-
-constexpr char usage[] = "usage: ccfg_cli get KEY@SECTION\n"
-                         "       ccfg_cli set KEY@SECTION=VALUE\n"
-                         "       ccfg_cli unset KEY@SECTION\n"
-                         "       ccfg_cli list [SECTION]\n"
-                         "       ccfg_cli export\n"
-                         "       ccfg_cli import [FILE]\n"
-                         "       ccfg_cli check [FILE]\n"
-                         "       ccfg_cli help [KEY[@SECTION]]\n";
-
-constexpr char help[] =
-    "\n"
-    "Reads and changes the settings of the device; every change is permanent at once.\n"
-    "\n"
-    "  get     writes the value; exit status 1 without output when there is none\n"
-    "  set     sets the value\n"
-    "  unset   removes the setting\n"
-    "  list    writes all settings, or those of one section, sorted, as KEY@SECTION=VALUE\n"
-    "  export  writes all settings as import reads them\n"
-    "  import  sets what the lines KEY@SECTION=VALUE of FILE, or of standard input, say: all of them, or none when "
-    "one\n"
-    "          of them is wrong; blank lines and lines that start with # are skipped; a damaged store is kept under\n"
-    "          another name, and the new one holds the factory settings and the lines\n"
-    "\n"
-    "  check   looks for what is wrong with the settings of the store, or of the lines of FILE (- is standard input):\n"
-    "          values out of range, unknown keys, and what daemons refuse or hosts suffer from; a line each, and exit\n"
-    "          status 1, when there is something; 0 when there is nothing\n"
-    "  help    tells what a key is for, its values, who reads it and what is in force; without a key: this and all "
-    "keys\n"
-    "\n"
-    "KEY and SECTION: 1 to 63 characters of A-Za-z0-9_.- each. VALUE: up to 1023 bytes without control characters.\n"
-    "The store is /etc/config/ccfg.db, or the file that the environment variable TESA_STORE names.\n"
-    "Exit status: 0, 1 when it failed, 2 when it was called wrongly.\n";
 
 Snapshot settings;
 char output_buffer[8192];
 
-int complain_usage(const char* reason)
+// The start of an argument, as a message shows it.
+const char* shown(const char* argument)
 {
-    fprintf(stderr, "ccfg_cli: %s\n%s", reason, usage);
+    constexpr size_t longest = 80;
+    return printable(first_part(argument, longest));
+}
+
+// The reason is told with the usage of the verb, or, when it is null, of all.
+int complain_usage(const CcfgVerb* verb, const char* reason)
+{
+    fprintf(stderr, "ccfg_cli: %s\n", reason);
+    write_usage(stderr, verb);
     return misused;
 }
 
@@ -94,14 +72,25 @@ void write_text(std::string_view text)
         fwrite(text.data(), 1, text.size(), stdout);
 }
 
+// For somebody who would wonder about no output at all; scripts go by the status.
+void tell_terminal(const char* what)
+{
+    if (isatty(STDOUT_FILENO) == 1)
+        fprintf(stderr, "ccfg_cli: %s\n", what);
+}
+
 int get(const char* argument)
 {
     SettingName name;
     if (const char* const fault = parse_name(argument, name))
         return complain_argument(argument, fault);
     std::string_view value;
-    if (!load_settings() || !settings.find(name.record(), value))
+    if (!load_settings())
         return failed;
+    if (!settings.find(name.record(), value)) {
+        tell_terminal("there is no such setting");
+        return failed;
+    }
     write_text(value);
     write_text("\n");
     return finish_output();
@@ -129,7 +118,11 @@ int set(const char* argument)
     std::string_view value;
     if (const char* const fault = parse_setting(argument, name, value))
         return complain_argument(argument, fault);
-    return change(name, &value);
+    const int result = change(name, &value);
+    if (result != 0 || isatty(STDOUT_FILENO) != 1)
+        return result;
+    check_setting(settings.settings(), name.record(), value); // somebody is there who may have mistyped it
+    return finish_output();
 }
 
 int unset(const char* argument)
@@ -152,6 +145,7 @@ int list(const char* section)
         return complain_argument(section, name_fault);
     if (!load_settings())
         return failed;
+    bool has_any = false;
     for (std::string_view rest = settings.settings(); !rest.empty();) {
         const StoredSetting setting = take_setting(rest);
         if (section != nullptr && !is_in_section(setting.record, section))
@@ -159,31 +153,11 @@ int list(const char* section)
         write_text(setting.record);
         write_text(setting.value);
         write_text("\n");
+        has_any = true;
     }
+    if (!has_any)
+        tell_terminal(section != nullptr ? "there is no setting in this section" : "there is no setting");
     return finish_output();
-}
-
-// Copies all of `source` into `scratch`. Returns false after a message.
-bool copy_input(int source, const char* name, int scratch)
-{
-    char piece[4096];
-    off_t total = 0;
-    for (;;) {
-        const ssize_t got = read(source, piece, sizeof piece);
-        if (got == 0)
-            return true;
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0 || write(scratch, piece, static_cast<size_t>(got)) != got) {
-            store_message("%s: cannot be read: %s", name, strerror(errno));
-            return false;
-        }
-        total += got;
-        if (total > import_limit) {
-            store_message("%s: is more than a store can hold", name);
-            return false;
-        }
-    }
 }
 
 // The input is read to its end before the store is touched: it may come slowly, or from a command that uses the store.
@@ -227,30 +201,15 @@ bool read_lines(int source, const char* name, MemoryArea& area, std::string_view
         store_message("%s: cannot be copied: %s", name, strerror(errno));
         return false;
     }
-    LineReader reader(scratch);
-    size_t size = 0;
-    bool good = copy_input(source, name, scratch) && lseek(scratch, 0, SEEK_SET) == 0
-                && import_settings(scratch, name, nullptr) && lseek(scratch, 0, SEEK_SET) == 0;
-    for (std::string_view line; good && reader.next(line) == LineResult::line;) {
-        SettingName setting;
-        std::string_view value;
-        if (parse_setting(line, setting, value) != nullptr)
-            continue; // a comment: everything else was looked at before
-        good = area.reserve(size + line.size() + 1);
-        if (!good)
-            break;
-        memcpy(area.data() + size, line.data(), line.size());
-        size += line.size();
-        area.data()[size++] = '\n';
-    }
+    const bool good = copy_input(source, name, scratch) && lseek(scratch, 0, SEEK_SET) == 0
+                      && read_settings(scratch, name, area, lines);
     close(scratch);
-    lines = {area.data(), size};
     return good;
 }
 
-int report(std::string_view lines)
+int report(std::string_view lines, const char* file)
 {
-    const unsigned found = check_settings(lines);
+    const unsigned found = check_settings(lines, file);
     const int written = finish_output();
     return written != 0 ? written : found > 0 ? failed : 0;
 }
@@ -258,7 +217,7 @@ int report(std::string_view lines)
 int check(const char* path)
 {
     if (path == nullptr)
-        return load_settings() ? report(settings.settings()) : misused;
+        return load_settings() ? report(settings.settings(), nullptr) : misused;
     const bool is_input = strcmp(path, "-") == 0;
     const int fd = is_input ? dup(STDIN_FILENO) : open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
@@ -269,57 +228,109 @@ int check(const char* path)
     std::string_view lines;
     const bool is_read = read_lines(fd, is_input ? "standard input" : path, area, lines);
     close(fd);
-    const int result = is_read ? report(lines) : misused;
+    const int result = is_read ? report(lines, is_input ? nullptr : path) : misused;
     area.release();
     return result;
 }
 
-int show_help()
+int show_help(const CcfgVerb* verb)
 {
-    write_text(usage);
-    write_text(help);
+    write_verb_help(stdout, verb);
     return finish_output();
 }
 
 // What a key is for can be told without a store, and a missing store is not created for it.
+SettingsInForce in_force()
+{
+    if (access(store_path(), R_OK) != 0)
+        return {{}, errno == ENOENT ? nullptr : strerror(errno)};
+    return settings.refresh(store_path()) ? SettingsInForce{settings.settings(), nullptr}
+                                          : SettingsInForce{{}, "it is damaged"};
+}
+
 int help_about(const char* name)
 {
     if (name == nullptr) {
-        const int written = show_help();
-        write_text("\nKeys:\n");
-        list_known_settings();
-        return written != 0 ? written : finish_output();
+        write_verb_help(stdout, nullptr);
+        puts("\nKeys:");
+        list_known_settings(in_force());
+        return finish_output();
     }
-    const bool has_store = access(store_path(), R_OK) == 0 && settings.refresh(store_path());
-    const bool is_known = help_setting(name, has_store ? settings.settings() : std::string_view());
+    if (const CcfgVerb* const verb = find_verb(name))
+        return show_help(verb);
+    const bool is_known = help_setting(name, in_force());
     const int written = finish_output();
     return written != 0 ? written : is_known ? 0 : failed;
 }
 
-int run(std::string_view verb, int arguments, const char* argument)
+int complain_verb(const char* name)
 {
-    if (verb == "--help" || verb == "-h")
-        return arguments == 0 ? show_help() : complain_usage("help takes no argument");
-    if (verb == "help")
-        return arguments <= 1 ? help_about(argument) : complain_usage("help is about one key at most");
-    if (verb == "check")
-        return arguments <= 1 ? check(argument) : complain_usage("at most one file can be checked");
-    if (verb == "get" || verb == "set" || verb == "unset") {
-        if (arguments != 1)
-            return complain_usage("one argument is needed");
-        if (strchr(argument, '@') == nullptr)
-            return complain_usage("there is no '@' in the argument");
-        if (verb == "set" && strchr(argument, '=') == nullptr)
-            return complain_usage("there is no '=' in the argument");
-        return verb == "get" ? get(argument) : verb == "set" ? set(argument) : unset(argument);
+    const CcfgVerb* const nearest = nearest_verb(name);
+    Text<160> reason;
+    reason.print("there is no verb \"%s\"%s%s%s", shown(name), nearest != nullptr ? "; did you mean " : "",
+                 nearest != nullptr ? nearest->name : "", nearest != nullptr ? "?" : "");
+    return complain_usage(nearest, reason);
+}
+
+int complain_name(const CcfgVerb* verb, const char* name)
+{
+    const std::string_view text = name;
+    const Text<256> names = full_names(first_part(text, text.find('=')), in_force());
+    Text<512> reason;
+    reason.print("there is no '@' in \"%s\"%s%s%s", shown(name), names.empty() ? "" : "; did you mean ", names,
+                 names.empty() ? "" : "?");
+    return complain_usage(verb, reason);
+}
+
+// get, set and unset, which are about one setting.
+int run_on_setting(const CcfgVerb* verb, int arguments, const char* argument)
+{
+    if (arguments != 1 || argument == nullptr)
+        return complain_usage(verb, "one argument is needed");
+    const std::string_view name = verb->name;
+    if (strchr(argument, '@') == nullptr)
+        return complain_name(verb, argument);
+    if (name == "set" && strchr(argument, '=') == nullptr)
+        return complain_usage(verb, "there is no '=' in the argument");
+    return name == "get" ? get(argument) : name == "set" ? set(argument) : unset(argument);
+}
+
+int run(const CcfgVerb* verb, int arguments, const char* argument)
+{
+    const std::string_view name = verb->name;
+    if (arguments == 1 && argument != nullptr && (strcmp(argument, "--help") == 0 || strcmp(argument, "-h") == 0))
+        return show_help(verb);
+    if (name == "get" || name == "set" || name == "unset")
+        return run_on_setting(verb, arguments, argument);
+    if (argument != nullptr && argument[0] == '-' && argument[1] != '\0') {
+        Text<160> reason;
+        reason.print("there is no option \"%s\"", shown(argument));
+        return complain_usage(verb, reason);
     }
-    if (verb == "list")
-        return arguments <= 1 ? list(argument) : complain_usage("at most one section can be listed");
-    if (verb == "export")
-        return arguments == 0 ? list(nullptr) : complain_usage("export takes no argument");
-    if (verb == "import")
-        return arguments <= 1 ? import_file(argument) : complain_usage("at most one file can be imported");
-    return complain_usage("there is no such verb");
+    if (name == "help")
+        return arguments <= 1 ? help_about(argument) : complain_usage(verb, "help is about one key at most");
+    if (name == "check")
+        return arguments <= 1 ? check(argument) : complain_usage(verb, "at most one file can be checked");
+    if (name == "list")
+        return arguments <= 1 ? list(argument) : complain_usage(verb, "at most one section can be listed");
+    if (name == "import")
+        return arguments <= 1 ? import_file(argument) : complain_usage(verb, "at most one file can be imported");
+    return arguments == 0 ? list(nullptr) : complain_usage(verb, "export takes no argument");
+}
+
+// The words that stand alone.
+int run_word(const char* word, int arguments)
+{
+    const std::string_view name = word;
+    const bool is_help = name == "--help" || name == "-h";
+    if (!is_help && name != "--version")
+        return complain_verb(word);
+    if (arguments != 0)
+        return complain_usage(nullptr, is_help ? "help takes no argument" : "--version takes no argument");
+    if (is_help)
+        return show_help(nullptr);
+    puts("ccfg_cli (ipv6ctl) " IPV6CTL_VERSION);
+    return finish_output();
 }
 
 } // namespace
@@ -329,6 +340,7 @@ int main(int argc, char* argv[])
     store_messages_to_stderr();
     setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     if (argc < 2)
-        return complain_usage("a verb is needed");
-    return run(argv[1], argc - 2, argc > 2 ? argv[2] : nullptr);
+        return complain_usage(nullptr, "a verb is needed");
+    const CcfgVerb* const verb = find_verb(argv[1]);
+    return verb != nullptr ? run(verb, argc - 2, argc > 2 ? argv[2] : nullptr) : run_word(argv[1], argc - 2);
 }

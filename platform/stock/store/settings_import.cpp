@@ -6,14 +6,10 @@
 #include "line_reader.h"
 #include "store_message.h"
 
-namespace {
-
-bool is_skipped(std::string_view line)
+bool is_skipped_line(std::string_view line)
 {
     return line.empty() || line.front() == '#' || line.find_first_not_of(" \t\r") == line.npos;
 }
-
-} // namespace
 
 bool import_settings(int fd, const char* source, StoreWriter* writer)
 {
@@ -27,7 +23,7 @@ bool import_settings(int fd, const char* source, StoreWriter* writer)
             store_message("%s: cannot be read: %s", source, strerror(errno));
             return false;
         }
-        if (result == LineResult::line && is_skipped(line))
+        if (result == LineResult::line && is_skipped_line(line))
             continue;
         SettingName name;
         std::string_view value;

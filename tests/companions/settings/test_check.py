@@ -13,7 +13,7 @@ def test_good_settings_have_no_findings(tool):
 
 @pytest.mark.parametrize("line, finding", [
     ("ip6_addr@wan100=3fff::g", 'ip6_addr@wan100: "3fff::g" is no IPv6 address'),
-    ("dns@wan100=10.0.0.256", 'dns@wan100: "10.0.0.256" is no IPv4 address'),
+    ("vlan7_dns1@system=10.0.0.256", 'vlan7_dns1@system: "10.0.0.256" is no IPv4 address'),
     ("on-demand@wan100=yes", 'on-demand@wan100: "yes" is neither 0 nor 1'),
     ("mtu@wan100=1279", 'mtu@wan100: "1279" is no number from 1280 to 65535'),
     ("mtu@wan100=-1", 'mtu@wan100: "-1" is no number from 1280 to 65535'),
@@ -41,6 +41,9 @@ def test_a_value_of_the_wrong_kind_is_told(tool, line, finding):
     "mtu@wan100=1280", "ip6_6rd_info@wan100=0 32 3fff:: 192.0.2.254", "ip6_6rd_info@wan100=0 32 3fff:: br.isp.example",
     "ip6_ula_gid@lan0=12:3456:789a", "ip6_duid@wan100=00:03:00:01:02:00:00:00:00:01", "ip6_dns@wan100=3fff::1 3fff::2",
     "if2sect_eth7@system=wan7", "ip6_extra_sid@system=10;11", "ip6_domain@wan100=isp.example",
+    "dns@wan100=192.0.2.1", "dns@wan100=3fff:100:53::2",
+    # A longer one is stored like this.
+    "dns@wan100=2001:4860:4860:", "sdns@wan100=2001:4860:4860:",
 ])
 def test_a_value_of_the_right_kind_is_not(tool, line):
     assert tool.findings(line) == []
@@ -60,8 +63,17 @@ def test_a_name_that_nothing_reads_is_told(tool, line, finding):
 
 
 def test_the_section_of_the_wan_follows_its_interface(tool):
-    assert tool.findings("wandataif@system=ppp0", "if2sect_ppp0@system=dsl", "mtu@dsl=1500",
-                         "ip6_duid_type@dsl=3") == []
+    assert tool.findings("wandataif@system=ppp0", "if2sect_ppp0@system=dsl", "if2sect_eth0@system=wan100",
+                         "mtu@dsl=1500", "ip6_duid_type@dsl=3") == []
+
+
+def test_a_section_that_no_interface_has_is_told_where_the_sections_are_known(tool):
+    told = "no interface has this section: the WAN's is wan7 (wandataif@system and if2sect_IFNAME@system)"
+    known = ("if2sect_eth0@system=wan7", "ip6_duid_type@wan7=3", "if2sect_eth1@system=wan100")
+    assert tool.findings(*known) == []
+    assert tool.findings(*known, "mtu@wan=1500") == [f"mtu@wan: {told}"]
+    # A device that has a script of its own in the place of if2sect.sh.
+    assert tool.findings("mtu@wan3=1500") == []
 
 
 @pytest.mark.parametrize("lines, finding", [
@@ -78,6 +90,10 @@ def test_the_section_of_the_wan_follows_its_interface(tool):
     (["ip6_gua_sid@lan1=1"],
      "ip6_gua_sid@lan1: both bridges get subnet 1 of the delegated /56: hosts of the second are cut off; choose ids "
      "that differ within 255"),
+    (["ip6_gua_sid@lan1=20", "ip6_dhcp6c_prefix_length@system=60"],
+     "ip6_gua_sid@lan1: 20 is more than the delegated /60 has room for, and counts as 4; choose one up to 15"),
+    (["ip6_gua_sid@lan1=03", "ip6_gua_sid@lan0=00", "ip6_dhcp6c_prefix_length@system=63"],
+     "ip6_gua_sid@lan1: 3 is more than the delegated /63 has room for, and counts as 1; choose one up to 1"),
     (["ip6_gua_sid@lan1=05", "ip6_dhcp6c_prefix_length@system=62"],
      "ip6_gua_sid@lan1: both bridges get subnet 1 of the delegated /62: hosts of the second are cut off; choose ids "
      "that differ within 3"),
@@ -87,7 +103,7 @@ def test_the_section_of_the_wan_follows_its_interface(tool):
     (["ip6_gua_sid@lan1=0F"], 'ip6_gua_sid@lan1: is read as a decimal number, so "0F" counts as 0; use digits only'),
     (["ip6_ula_eb@lan0=1", "ip6_ula_eb@lan1=1", "ip6_ula_sid@lan0=03", "ip6_ula_sid@lan1=03"],
      "ip6_ula_sid@lan1: both bridges get the same unique-local prefix; choose another id"),
-    (["ip6_dhcp6c_prefix_addr@system=2001:db8:1::"],
+    (["ip6_dhcp6c_prefix_addr@system=2001:db8:1::", "ip6_dhcp6c_prefix_length@system=56"],
      "ip6_dhcp6c_prefix_addr@system: lies in 2001:db8::/32, for documentation: the firewall forwards none of it"),
     (["ip6_prefix@lan0=fec0:0:0:1::"],
      "ip6_prefix@lan0: lies in fec0::/10, for site-local addresses (RFC 3879): the firewall forwards none of it"),
@@ -99,6 +115,15 @@ def test_the_section_of_the_wan_follows_its_interface(tool):
      "ip6_dhcp6c_prefix_mode@system: the LANs get nothing of a prefix that is not stored; 0 stores it"),
     (["ip6_pfxlen@lan1=0"],
      "ip6_pfxlen@lan1: is also the length of the unique-local prefix that is advertised, and radvd refuses 0; set 64"),
+    (["ip6_pfxlen@lan1=48"],
+     "ip6_pfxlen@lan1: hosts make no address out of an advertised /48 (RFC 4862, section 5.5.3); set 64"),
+    (["ip6_gua_sid@lan0=zz"], 'ip6_gua_sid@lan0: "zz" is not one or two hexadecimal digits'),
+    (["ip6_dhcp6c_prefix_addr@system=3fff::"],
+     "ip6_dhcp6c_prefix_length@system: a delegated prefix without a length gives the LANs nothing"),
+    (["ip6_prefix@lan1=3fff:1:2:3::5"],
+     "ip6_prefix@lan1: has bits behind its length of 64: dhcpd refuses its whole file; set 3fff:1:2:3::"),
+    (["ip6_prefix@lan0=3fff:1:2:3:8000::"],
+     "ip6_prefix@lan0: has bits behind its length of 64: dhcpd refuses its whole file; set 3fff:1:2:3::"),
     (["num_extra_routes@system=2"], "num_extra_routes@system: counts only with add_static_route=1"),
     (["ip6_filter_list@wan100=web;3fff::1;tcp;80;80"],
      "ip6_filter_cnt@wan100: is 0: none of the records in ip6_filter_list is in force"),
@@ -128,10 +153,17 @@ def test_what_daemons_refuse_or_hosts_suffer_from_is_told(tool, lines, finding):
 def test_a_static_wan_needs_its_values(tool):
     found = tool.findings("ip6_proto@wan100=static")
     assert [line.split(": ")[0] for line in found] == ["ip6_addr@wan100", "ip6_pfxlen@wan100", "ip6_gateway@wan100",
-                                                       "ip6_prefix@lan0", "ip6_prefix@lan1"]
-    assert tool.findings("ip6_proto@wan100=static", "ip6_addr@wan100=3fff::2", "ip6_pfxlen@wan100=64",
-                         "ip6_gateway@wan100=fe80::1", "ip6_prefix@lan0=3fff:0:0:1::",
-                         "ip6_prefix@lan1=3fff:0:0:2::") == []
+                                                       "ip6_prefix@lan0", "ip6_prefix@lan1",
+                                                       "ip6_dhcp6c_prefix_addr@system"]
+    by_hand = ("ip6_proto@wan100=static", "ip6_addr@wan100=3fff::2", "ip6_pfxlen@wan100=64", "ip6_gateway@wan100=fe80::1",
+               "ip6_prefix@lan0=3fff:0:0:1::", "ip6_prefix@lan1=3fff:0:0:2::")
+    assert tool.findings(*by_hand) == [
+        "ip6_dhcp6c_prefix_addr@system: nothing is delegated to a static WAN: set the prefix that both bridges' prefixes are in, and "
+        "its length; ip6tables-restore refuses the whole ruleset without"]
+    delegated = ("ip6_dhcp6c_prefix_addr@system=3fff::", "ip6_dhcp6c_prefix_length@system=56")
+    assert tool.findings(*by_hand, *delegated) == []
+    assert tool.findings(*by_hand[:-1], "ip6_prefix@lan1=3fff:0:0:1::", *delegated) == [
+        "ip6_prefix@lan1: both bridges have the same prefix: hosts of the second are cut off; choose another"]
 
 
 def test_a_tunnel_needs_its_parameters(tool):
@@ -160,6 +192,27 @@ def test_extra_routes_are_looked_at_one_by_one(tool):
         "extra_gateway_4@system: is no IPv6 address: the next LAN restart removes the route"]
 
 
+def test_a_finding_in_a_file_is_told_with_its_line(tool):
+    lines = ["# mine", "", *GOOD, "mtu@wan100=9", "ip6_pfxlen@lan1=0", "on-demand@wan100=yes"]
+    path = tool.folder / "mine.txt"
+    path.write_text("\n".join(lines) + "\n")
+    told = tool.run("check", str(path))[1]
+    assert told == [f"{path}:4: ip6_pfxlen@lan1: is set again in line 10, to another value: the last one counts",
+                    f'{path}:9: mtu@wan100: "9" is no number from 1280 to 65535',
+                    f'{path}:11: on-demand@wan100: "yes" is neither 0 nor 1',
+                    f"{path}:10: ip6_pfxlen@lan1: is also the length of the unique-local prefix that is advertised, and radvd "
+                    "refuses 0; set 64"]
+    path.write_text("\n".join(line for line in GOOD if "pfxlen@lan1" not in line))
+    assert [line.split(": ")[:2] for line in tool.run("check", str(path))[1]] == [[str(path), "ip6_pfxlen@lan1"]]
+
+
+def test_a_setting_that_stands_twice_is_told_unless_both_say_the_same(tool):
+    assert tool.findings("mtu@wan100=1400", "mtu@wan100=1400") == []
+    assert tool.findings("mtu@wan100=1400", "mtu@wan100=1500", "mtu@wan100=1400") == [
+        f"mtu@wan100: is set again in line {len(GOOD) + 2}, to another value: the last one counts",
+        f"mtu@wan100: is set again in line {len(GOOD) + 3}, to another value: the last one counts"]
+
+
 def test_the_store_itself_is_checked_when_no_file_is_named(tool):
     assert tool.run("import", text="\n".join(GOOD) + "\n")[0] == 0
     assert tool.run("check") == (0, [], "")
@@ -178,15 +231,54 @@ def test_a_file_that_is_no_settings_is_refused_with_its_line(tool, text):
     assert all(c == "\n" or c.isprintable() or c == "\ufffd" for c in errors)
 
 
+def test_every_line_that_is_no_setting_is_told(tool):
+    bad = ["junk", "mtu@wan100 = 1500", "mtu@wan100=1500\r", "\u00fc@wan100=1"]
+    status, found, errors = tool.run("check", "-", text="\n".join([bad[0], "mtu@wan100=9", *bad[1:]]) + "\n")
+    assert (status, found) == (2, [])
+    assert errors.splitlines() == [
+        "ccfg: standard input: line 1: there is no '=' before the value: junk",
+        "ccfg: standard input: line 3: there is a blank before, after or in the name: mtu@wan100 = 1500",
+        "ccfg: standard input: line 4: the line ends with a carriage return, as files of another system do: mtu@wan100=1500?",
+        "ccfg: standard input: line 5: key and section must each be 1 to 63 characters of A-Za-z0-9_.-: ??@wan100=1"]
+    errors = tool.run("check", "-", text="junk\n" * 5000)[2].splitlines()
+    assert len(errors) == 11 and errors[-1] == "ccfg: standard input: 4990 more lines are no settings"
+
+
+def test_a_terminal_is_told_that_nothing_is_wrong_and_nobody_else(tool):
+    path = tool.folder / "mine.txt"
+    path.write_text("# comment\n\n" + "\n".join(GOOD) + "\n")
+    assert tool.run("check", str(path)) == (0, [], "")
+    assert tool.on_terminal(80, "ccfg_cli", "check", path) == (0, [f"{len(GOOD)} settings, nothing wrong"])
+
+
+def test_a_finding_is_broken_between_words_on_a_terminal(tool):
+    assert tool.run("import", text="\n".join([*GOOD, "ip6_pfxlen@lan1=0"]) + "\n")[0] == 0
+    assert tool.on_terminal(40, "ccfg_cli", "check") == (1, [
+        "ip6_pfxlen@lan1: is also the length of", "    the unique-local prefix that is", "    advertised, and radvd refuses 0; set", "    64"])
+    assert [len(tool.on_terminal(columns, "ccfg_cli", "check")[1]) for columns in (20, 200)] == [1, 1]
+
+
+def test_setting_on_a_terminal_tells_what_check_would(tool):
+    typo = "ip6_gus_sid@lan1: nothing reads this key; did you mean ip6_gua_sid?"
+    assert tool.run("set", "ip6_gus_sid@lan1=06") == (0, [], "")
+    assert tool.on_terminal(80, "ccfg_cli", "set", "ip6_gus_sid@lan1=06") == (0, [typo])
+    assert tool.on_terminal(80, "ccfg_cli", "set", "mtu@wan100=9") == (0, ['mtu@wan100: "9" is no number from 1280 to 65535'])
+    assert tool.on_terminal(80, "ccfg_cli", "set", "mtu@wan100=1500") == (0, [])
+    assert tool.run("get", "ip6_gus_sid@lan1") == (0, ["06"], "")
+
+
 def test_a_missing_file_is_told_and_an_endless_one_is_refused(tool):
     status, found, errors = tool.run("check", str(tool.folder / "none"))
     assert (status, found) == (2, []) and "cannot be read: No such file or directory" in errors
     assert tool.run("check", "/dev/zero")[0] == 2
     assert tool.run("check", str(tool.folder))[0] == 2
     assert tool.run("check", "a", "b")[0] == 2
+    assert tool.run("check", "-q") == (2, [], 'ccfg_cli: there is no option "-q"\nusage: ccfg_cli check [FILE]\n')
 
 
-def test_settings_with_thousands_of_keys_are_checked_to_the_end(tool):
-    status, found, errors = tool.run("check", "-", text="".join(f"key{n}@system=1\n" for n in range(5000)))
+def test_settings_with_many_thousands_of_keys_are_checked_to_the_end(tool):
+    status, found, errors = tool.run("check", "-", text="".join(f"key{n}@system=1\n" for n in range(50_000)))
     assert status == 1 and errors == ""
-    assert sum(": nothing reads this key" in line for line in found) == 5000
+    assert sum(": nothing reads this key" in line for line in found) == 50_000
+    found = tool.run("check", "-", text="".join(f"mtu@wan{n}={n % 1280}\n" for n in range(50_000)))[1]
+    assert sum(": \"" in line for line in found) == 50_000

@@ -15,7 +15,12 @@ constexpr char usage[] = "usage: ccfg_cli get KEY@SECTION\n"
                          "       ccfg_cli export\n"
                          "       ccfg_cli import [FILE]\n"
                          "       ccfg_cli check [FILE]\n"
-                         "       ccfg_cli help [KEY[@SECTION]]\n";
+                         "       ccfg_cli help [KEY[@SECTION] | SECTION | WORD | VERB]\n"
+                         "       ccfg_cli --help | --version\n";
+
+constexpr char get_usage[] = "usage: ccfg_cli get KEY@SECTION\n";
+constexpr char set_usage[] = "usage: ccfg_cli set KEY@SECTION=VALUE\n";
+constexpr char unset_usage[] = "usage: ccfg_cli unset KEY@SECTION\n";
 
 constexpr char name_rule[] = "key and section must each be 1 to 63 characters of A-Za-z0-9_.-\n";
 
@@ -162,26 +167,31 @@ TEST_F(CcfgCli, ExplainsItselfWhenCalledWrongly)
     const struct {
         std::vector<std::string> arguments;
         std::string reason;
+        std::string shown;
     } cases[] = {
-        {{}, "a verb is needed"},
-        {{"show"}, "there is no such verb"},
-        {{""}, "there is no such verb"},
-        {{"get"}, "one argument is needed"},
-        {{"get", "a@b", "c@d"}, "one argument is needed"},
-        {{"get", "a"}, "there is no '@' in the argument"},
-        {{"set"}, "one argument is needed"},
-        {{"set", "a@b", "=1"}, "one argument is needed"},
-        {{"set", "a=1"}, "there is no '@' in the argument"},
-        {{"set", "a@b"}, "there is no '=' in the argument"},
-        {{"unset"}, "one argument is needed"},
-        {{"unset", "a"}, "there is no '@' in the argument"},
-        {{"list", "a", "b"}, "at most one section can be listed"},
-        {{"export", "a"}, "export takes no argument"},
-        {{"import", "a", "b"}, "at most one file can be imported"},
-        {{"--help", "a"}, "help takes no argument"},
+        {{}, "a verb is needed", usage},
+        {{"show"}, "there is no verb \"show\"", usage},
+        {{"sett"}, "there is no verb \"sett\"; did you mean set?", set_usage},
+        {{""}, "there is no verb \"\"", usage},
+        {{"get"}, "one argument is needed", get_usage},
+        {{"get", "a@b", "c@d"}, "one argument is needed", get_usage},
+        {{"get", "a"}, "there is no '@' in \"a\"", get_usage},
+        {{"get", "mtu"}, "there is no '@' in \"mtu\"; did you mean mtu@wan100?", get_usage},
+        {{"set"}, "one argument is needed", set_usage},
+        {{"set", "a@b", "=1"}, "one argument is needed", set_usage},
+        {{"set", "a=1"}, "there is no '@' in \"a=1\"", set_usage},
+        {{"set", "a@b"}, "there is no '=' in the argument", set_usage},
+        {{"unset"}, "one argument is needed", unset_usage},
+        {{"unset", "a"}, "there is no '@' in \"a\"", unset_usage},
+        {{"list", "a", "b"}, "at most one section can be listed", "usage: ccfg_cli list [SECTION]\n"},
+        {{"list", "-a"}, "there is no option \"-a\"", "usage: ccfg_cli list [SECTION]\n"},
+        {{"export", "a"}, "export takes no argument", "usage: ccfg_cli export\n"},
+        {{"import", "a", "b"}, "at most one file can be imported", "usage: ccfg_cli import [FILE]\n"},
+        {{"--help", "a"}, "help takes no argument", usage},
+        {{"--version", "a"}, "--version takes no argument", usage},
     };
     for (const auto& one : cases)
-        EXPECT_EQ(cli(one.arguments), (Outcome{2, "", "ccfg_cli: " + one.reason + "\n" + usage}));
+        EXPECT_EQ(cli(one.arguments), (Outcome{2, "", "ccfg_cli: " + one.reason + "\n" + one.shown}));
     EXPECT_NE(access(folder.store().c_str(), F_OK), 0) << "a usage error must not create a store";
 }
 
