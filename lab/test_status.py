@@ -12,14 +12,15 @@ from test_wan_static import BY_HAND, apply_settings
 SCHEMA = json.loads((REPOSITORY / "companions/status/ipv6status.schema.json").read_text(encoding="ascii"))
 
 
-def look(lab):
-    """(exit status, {"section name item": why} of all that is not as it should be, sections)"""
+def look(lab, at_rest=True):
+    """(exit status, {"section name item": why} of all that is not as it should be, sections). While the gateway is at work
+    its store may change beside the look."""
     before = lab.gw.run("ccfg_cli", "export").stdout
     done = lab.gw.run("ipv6status", "--json")
     assert done.stderr == ""
     document = json.loads(done.stdout)
     jsonschema.Draft202012Validator(SCHEMA).validate(document)
-    assert lab.gw.run("ccfg_cli", "export").stdout == before
+    assert not at_rest or lab.gw.run("ccfg_cli", "export").stdout == before
     reasons = {" ".join(filter(None, (section, row["name"], row.get("item")))): row["why"]
                for section, rows in document["sections"].items() for row in rows if "why" in row}
     return done.returncode, reasons, document["sections"]
@@ -38,7 +39,7 @@ def online(shared_lab_with):
 
 
 def healthy(lab):
-    status, reasons, _ = look(lab)
+    status, reasons, _ = look(lab, at_rest=False)
     need((status, reasons) == (0, {}), reasons)
     return True
 
@@ -119,6 +120,36 @@ def test_user_records(online):
     restarted(online)
 
 
+def helps_of(sections):
+    return [row["help"] for rows in sections.values() for row in rows if "help" in row]
+
+
+def test_rules_exchanged(online):
+    """The last rule of the filter lets through what it dropped: the number of rules is the same, and it is told"""
+    last = len(online.gw.must("ip6tables", "-S", "FORWARD").splitlines()) - 1
+    online.gw.must("ip6tables", "-R", "FORWARD", str(last), "-j", "ACCEPT")
+    assert look(online)[:2] == (1, {"firewall loaded": '1 of the file\'s rules is missing, the first is "-A FORWARD -j DROP": '
+                                                       "it was refused, or changed since"})
+    restarted(online)
+
+
+def test_forwarding_switched_off(online):
+    """The kernel forwards nothing: told, and the LAN restart switches it on"""
+    online.gw.must("sysctl", "-q", "-w", "net.ipv6.conf.all.forwarding=0")
+    status, reasons, sections = look(online)
+    assert (status, list(reasons), helps_of(sections)) == (1, ["wan forwarding"], ["ipv6_lan_restart"])
+    restarted(online)
+
+
+def test_the_wan_does_not_listen(online):
+    """accept_ra is that of a host: told, with the line that mends it"""
+    online.gw.must("sysctl", "-q", "-w", "net.ipv6.conf.eth0.accept_ra=1")
+    _, reasons, sections = look(online)
+    assert (list(reasons), helps_of(sections)) == (["wan listening"], ["sysctl -w net.ipv6.conf.eth0.accept_ra=2"])
+    online.gw.must("sh", "-c", helps_of(sections)[0])
+    assert look(online)[:2] == (0, {})
+
+
 def test_wan_down(online):
     """The link goes down: the WAN has no IPv6"""
     online.command("zel_ipv6cp_down")
@@ -134,6 +165,46 @@ def test_damaged_store(online):
     status, reasons, _ = look(online)
     assert status == 2 and "system store" in reasons
     assert online.gw.must("sha256sum", "/etc/config/ccfg.db") == before
+
+
+def test_the_commands_that_are_offered_lead_to_a_healthy_gateway(lab_with):
+    """A user does what stands first and looks again; while a run is at work nothing is offered"""
+    lab = lab_with()
+    lab.plug_in()
+    done, at_work = [], []
+
+    def obeyed():
+        status, reasons, sections = look(lab, at_rest=False)
+        if any(row["name"] == "at_work" for row in sections["system"]):
+            at_work.append(helps_of(sections))
+        elif helps_of(sections):
+            done.append(helps_of(sections)[0])
+            lab.gw.run("sh", "-c", done[-1])
+        need((status, reasons) == (0, {}), reasons)
+        return True
+    lab.until("the gateway is healthy", obeyed, within=180)
+    assert "dhcp6c_start" in done and at_work and not any(at_work), (done, at_work)
+
+
+def test_a_provider_that_falls_silent(lab_with):
+    """The client gets no answer: that is told, also when a LAN restart has put the rest in order, until it asks anew"""
+    lab = lab_with()
+    lab.online()
+    lab.isp.stop_dhcp()
+    lab.command("dhcp6c_restart")
+    lab.command("ipv6_lan_restart")
+
+    def silent():
+        _, reasons, sections = look(lab, at_rest=False)
+        need({"wan lease", "lan0 global_prefix"} <= set(reasons), reasons)
+        need(reasons["lan0 global_prefix"].startswith("it is advertised with a preferred lifetime of 0"), reasons)
+        need("dhcp6c_restart" in helps_of(sections), sections)
+        return True
+    lab.until("the missing lease is told", silent, within=60)
+    lab.isp.serve_dhcp()
+    lab.isp.await_services()
+    lab.command("dhcp6c_restart")
+    lab.until("the gateway is healthy again", lambda: healthy(lab), within=120)
 
 
 def test_stateless(lab_with):

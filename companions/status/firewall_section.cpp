@@ -4,62 +4,59 @@
 #include "child_output.h"
 #include "firewall/filter_record.h"
 #include "frame/address_text.h"
+#include "ruleset.h"
 #include "sections.h"
 #include "small_file.h"
 
 namespace {
 
 constexpr char ruleset_path[] = "/tmp/.ip6t";
-constexpr char load[] = "ipv6_lan_restart";
 constexpr int most_listed = 32;
 
 char ruleset[256 * 1024]; // the file's text, empty when there is none
 char loaded[512 * 1024];  // what the kernel has, as ip6tables-save writes it
 
-// Rules are the lines with "-A ", behind the counters where there are some.
-int count_rules(const char* text)
+void judge_loaded(Report::Added& row, const RulesetComparison& rules, const char* load)
 {
-    int count = 0;
-    for (const char* line = text; *line != '\0';) {
-        const char* at = line;
-        if (*at == '[')
-            at += strcspn(at, "]\n") + 1;
-        while (*at == ' ')
-            ++at;
-        count += strncmp(at, "-A ", 3) == 0 ? 1 : 0;
-        line += strcspn(line, "\n");
-        line += *line == '\n' ? 1 : 0;
-    }
-    return count;
+    if (rules.loaded == 0)
+        row.wrong("the firewall is empty: everything is let through").help(load);
+    else if (rules.missing > 0 && rules.has_empty_address)
+        row.wrong(
+               "%d of the file's rules are missing: it is refused, because some have no address for want of a prefix",
+               rules.missing)
+            .help(load);
+    else if (rules.missing > 0)
+        row.wrong("%d of the file's rules %s missing, the first is \"%s\": it was refused, or changed since",
+                  rules.missing, rules.missing == 1 ? "is" : "are", rules.first_missing.c_str())
+            .help(load);
+    else if (rules.written > 0)
+        row.good();
 }
 
-void report_loaded(Report& report, bool has_file)
+void report_loaded(Report& report, const char* load, bool has_file)
 {
-    const int written = has_file ? count_rules(ruleset) : 0;
-    if (has_file)
-        report.add("ruleset", "%d rules in %s", written, ruleset_path);
-    else
+    if (!has_file)
         report.add("ruleset", "not written yet")
             .wrong("%s is missing: the firewall has not been loaded", ruleset_path)
             .help(load);
     const char* const words[] = {"ip6tables-save", "-c", nullptr};
-    if (const char* const fault = child_output(words, loaded, sizeof loaded)) {
+    const char* const fault = child_output(words, loaded, sizeof loaded);
+    const RulesetComparison rules = compare_rulesets(ruleset, loaded);
+    if (has_file) {
+        auto row = report.add("ruleset", "%d rules in %s", rules.written, ruleset_path);
+        if (rules.written == 0)
+            row.wrong("it is no ruleset").help(load);
+    }
+    if (fault != nullptr) {
         report.add("loaded", "-")
             .unknown("ip6tables-save: %s%s", fault, geteuid() != 0 ? "; it answers root alone" : "");
         return;
     }
-    const int in_force = count_rules(loaded);
     Text<48> others;
-    if (has_file && in_force > written)
-        others.print(", %d more than the file has", in_force - written);
-    auto row = report.add("loaded", "%d rules%s", in_force, others.c_str());
-    if (in_force == 0)
-        row.wrong("the firewall is empty: everything is let through").help(load);
-    else if (in_force < written)
-        row.wrong("%d rules of the file are not loaded: it was refused, or flushed since", written - in_force)
-            .help(load);
-    else if (has_file)
-        row.good();
+    if (has_file && rules.missing == 0 && rules.loaded > rules.written)
+        others.print(", %d more than the file has", rules.loaded - rules.written);
+    auto row = report.add("loaded", "%d rules%s", rules.loaded, others.c_str());
+    judge_loaded(row, rules, load);
 }
 
 // True when the file has the rules of a range that is in force.
@@ -77,14 +74,15 @@ bool is_written(const FilterRecord& record, const FilterRange& range)
     return strstr(ruleset, rule) != nullptr;
 }
 
-void report_range(Report& report, const char* item, const FilterRecord& record, const FilterRange& range)
+void report_range(Report& report, const char* load, const char* item, const FilterRecord& record,
+                  const FilterRange& range)
 {
     if (range.first.empty() || range.last.empty())
         return;
-    auto row = report.add("user_record", "%s: %s %s %s-%s", record.name.c_str(), record.host.c_str(),
-                          range.protocol.c_str(), range.first.c_str(), range.last.c_str());
-    row.item(item);
     const char letter = range.protocol[0];
+    auto row = report.add("user_record", "%s: %s %s %s-%s", record.name.c_str(), record.host.c_str(),
+                          letter == 'b' ? "both" : range.protocol.c_str(), range.first.c_str(), range.last.c_str());
+    row.item(item);
     if (letter != 'b' && letter != 't' && letter != 'u')
         row.wrong("left out: its protocol is neither tcp nor udp nor both");
     else if (const char* const fault = filter_range_fault(record, range))
@@ -95,7 +93,7 @@ void report_range(Report& report, const char* item, const FilterRecord& record, 
         row.good();
 }
 
-void report_record(Report& report, int number, const char* text)
+void report_record(Report& report, const char* load, int number, const char* text)
 {
     const FilterRecord record = parse_filter_record(text);
     Text<16> item;
@@ -109,7 +107,7 @@ void report_record(Report& report, int number, const char* text)
     bool has_range = false;
     for (const FilterRange& range : record.range) {
         has_range = has_range || (!range.first.empty() && !range.last.empty());
-        report_range(report, item, record, range);
+        report_range(report, load, item, record, range);
     }
     if (!has_range)
         report.add("user_record", "%s", record.name.c_str()).item(item).wrong("left out: it has no pair of ports");
@@ -130,7 +128,7 @@ void report_user_records(Report& report, const Look& look)
         last = *end == '\0';
         *end = '\0';
         if (++number <= most_listed)
-            report_record(report, number, record);
+            report_record(report, firewall_load(look), number, record);
         record = end + 1;
         scan = record;
     }
@@ -142,8 +140,8 @@ void report_user_records(Report& report, const Look& look)
 void report_firewall(Report& report, const Look& look)
 {
     report.section("firewall");
-    const bool has_file = read_small_file(ruleset_path, ruleset, sizeof ruleset) > 0;
-    report_loaded(report, has_file);
+    const bool has_file = read_small_file(ruleset_path, ruleset, sizeof ruleset) >= 0;
+    report_loaded(report, firewall_load(look), has_file);
     if (look.store_fault == nullptr && look.wan_fault == nullptr)
         report_user_records(report, look);
 }

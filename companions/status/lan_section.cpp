@@ -7,28 +7,32 @@
 #include "radvd_file.h"
 #include "sections.h"
 #include "small_file.h"
+#include "wan_lease.h"
 
 namespace {
 
 constexpr char radvd_path[] = "/tmp/radvd.conf";
 constexpr int most_listed = 16; // strange addresses of one bridge
-constexpr char restart[] = "ipv6_lan_restart";
 
 struct Lan {
     const char* ifname;
     const char* section;
-    AdvertisedPrefixes advertised;
+    const char* restart; // what starts it anew
+    bool has_conf;
     bool has_radvd;
+    bool is_down;
+    AdvertisedPrefixes advertised;
 };
 
-bool is_advertised(const Lan& lan, const in6_addr& prefix, unsigned length)
+// Null when radvd's file does not have it.
+const AdvertisedPrefix* find_advertised(const Lan& lan, const in6_addr& prefix, unsigned length)
 {
     for (size_t i = 0; i < lan.advertised.count; ++i) {
         const AdvertisedPrefix& each = lan.advertised.list[i];
         if (each.length == length && is_same_prefix(each.prefix, prefix, length))
-            return true;
+            return &each;
     }
-    return false;
+    return nullptr;
 }
 
 // The part that both kinds of address share. Returns false when the text is no address.
@@ -45,17 +49,28 @@ bool report_address(Report& report, const Look& look, const Lan& lan, const char
     else if (has_address(look, lan.ifname, address))
         row.good();
     else
-        row.wrong("the store has it, %s does not", lan.ifname).help(restart);
+        row.wrong("the store has it, %s does not", lan.ifname).help(lan.restart);
     return true;
 }
 
-void report_advertised(Report& report, const Lan& lan, const char* name, const in6_addr& prefix, unsigned length)
+void report_advertised(Report& report, const Look& look, const Lan& lan, const char* name, const in6_addr& prefix,
+                       unsigned length)
 {
     auto row = report.add(name, "%s/%u", canonical(prefix).c_str(), length);
-    if (!is_advertised(lan, prefix, length))
-        row.wrong("%s does not have it", radvd_path).help(restart);
+    const AdvertisedPrefix* const found = find_advertised(lan, prefix, length);
+    if (!lan.has_conf && !lan.has_radvd)
+        row.wrong("it is not advertised: radvd has not been started").help(lan.restart);
     else if (!lan.has_radvd)
-        row.wrong("it is not advertised: radvd does not run").help(restart);
+        row.wrong("it is not advertised: radvd does not run").help(lan.restart);
+    else if (!lan.has_conf)
+        row.wrong("%s is gone", radvd_path).help(lan.restart);
+    else if (found == nullptr)
+        row.wrong("%s does not have it", radvd_path).help(lan.restart);
+    else if (lan.is_down)
+        row.wrong("it is not advertised: %s is down", lan.ifname);
+    else if (found->is_deprecated)
+        row.wrong("it is advertised with a preferred lifetime of 0: hosts open no connections from it")
+            .help(ask_anew(look));
     else
         row.good();
 }
@@ -89,7 +104,7 @@ void report_global(Report& report, const Look& look, const Lan& lan, in6_addr& p
         return;
     }
     length = static_cast<unsigned>(stored_length);
-    report_advertised(report, lan, "global_prefix", prefix, length);
+    report_advertised(report, look, lan, "global_prefix", prefix, length);
     report_address(report, look, lan, "global_address", address_text, address);
 
     in6_addr delegated = {};
@@ -99,7 +114,7 @@ void report_global(Report& report, const Look& look, const Lan& lan, in6_addr& p
         && !is_same_prefix(prefix, delegated, static_cast<unsigned>(delegated_length)))
         report.add("old_prefix", "%s", prefix_text.c_str())
             .wrong("it is not part of the delegated prefix")
-            .help(restart);
+            .help(lan.restart);
 }
 
 void report_unique_local(Report& report, const Look& look, const Lan& lan, in6_addr& prefix, unsigned& length)
@@ -110,7 +125,9 @@ void report_unique_local(Report& report, const Look& look, const Lan& lan, in6_a
     }
     const Text<46> text = look.settings.text<46>(lan.section, "ip6_ula_addr");
     if (text.empty()) {
-        report.add("unique_local", "on").wrong("there is no unique-local address yet");
+        Text<32> command;
+        command.print("zel_ipv6_lan %s", strcmp(lan.section, "lan0") == 0 ? "lan" : "lan1");
+        report.add("unique_local", "on").wrong("there is no unique-local address yet").help(command);
         return;
     }
     in6_addr address = {};
@@ -118,7 +135,7 @@ void report_unique_local(Report& report, const Look& look, const Lan& lan, in6_a
         return;
     length = 64;
     prefix = masked(address, length);
-    report_advertised(report, lan, "unique_local_prefix", prefix, length);
+    report_advertised(report, look, lan, "unique_local_prefix", prefix, length);
 }
 
 // What the store has for a bridge: a length of 0 is no prefix.
@@ -165,7 +182,7 @@ void report_strangers(Report& report, const Look& look, const Lan& lan, const St
             continue;
         report.add("old_prefix", "%s/%u", canonical(each.prefix).c_str(), each.length)
             .wrong("%s has it, the store does not", radvd_path)
-            .help(restart);
+            .help(lan.restart);
     }
 }
 
@@ -174,22 +191,30 @@ void report_strangers(Report& report, const Look& look, const Lan& lan, const St
 void report_lan(Report& report, const Look& look, const char* ifname, const char* section)
 {
     static char conf[65536];
-    const bool has_conf = read_small_file(radvd_path, conf, sizeof conf) > 0;
-    const Lan lan = {ifname, section, has_conf ? advertised_prefixes(conf, ifname) : AdvertisedPrefixes(),
-                     find_process("radvd").is_running()};
-    report.section(section);
+    const bool has_conf = read_small_file(radvd_path, conf, sizeof conf) >= 0;
     const char* const state = link_state(ifname);
+    const bool is_down = state != nullptr && strcmp(state, "down") == 0;
+    const Lan lan = {ifname,
+                     section,
+                     lan_restart(look),
+                     has_conf,
+                     find_process("radvd").is_running(),
+                     is_down,
+                     has_conf ? advertised_prefixes(conf, ifname) : AdvertisedPrefixes()};
+    report.section(section);
     auto bridge = report.add("bridge", "%s", ifname);
     if (state == nullptr) {
         bridge.wrong("there is no such interface");
         return;
     }
-    if (strcmp(state, "down") == 0) {
+    if (is_down) {
         Text<64> command;
-        command.print("ip link set %s up && %s", ifname, restart);
+        command.print("ip link set %s up && %s", ifname, lan.restart);
         bridge.wrong("it is down").help(command);
     } else {
         bridge.good();
+        if (strcmp(state, "no carrier") == 0)
+            report.add("carrier", "none: no port of the bridge has a link, so there are no hosts");
     }
     if (look.store_fault != nullptr)
         return;

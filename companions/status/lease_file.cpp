@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include "frame/text.h"
+#include "small_file.h"
 
 namespace {
 
@@ -71,4 +72,15 @@ Lease parse_lease(const char* text)
             lease.address = take_part(tokens);
     }
     return lease;
+}
+
+bool has_lease(const Lease& lease)
+{
+    return lease.prefix.is_there || lease.address.is_there;
+}
+
+Lease read_lease()
+{
+    static char text[65536];
+    return read_small_file("/tmp/dhcp6c-wan.leases", text, sizeof text) > 0 ? parse_lease(text) : Lease();
 }

@@ -17,5 +17,11 @@ struct Lease {
     LeasedPart address;
 };
 
+// True when the server gave anything.
+bool has_lease(const Lease& lease);
+
+// The newest lease of the client's own file; an empty one when there is none.
+Lease read_lease();
+
 // The newest lease of the file's text. What is not understood is passed over.
 Lease parse_lease(const char* text);

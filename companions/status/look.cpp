@@ -2,11 +2,13 @@
 
 #include <arpa/inet.h>
 #include <net/if.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "child_output.h"
+#include "small_file.h"
 
 namespace {
 
@@ -57,6 +59,38 @@ const char* link_state(const char* ifname)
     if ((request.ifr_flags & IFF_UP) == 0)
         return "down";
     return (request.ifr_flags & IFF_RUNNING) != 0 ? "up" : "no carrier";
+}
+
+long kernel_setting(const char* ifname, const char* name, long missing)
+{
+    Text<128> path;
+    path.print("/proc/sys/net/ipv6/conf/%s/%s", ifname, name);
+    char text[32];
+    return !path.was_cut() && read_small_file(path, text, sizeof text) > 0 ? strtol(text, nullptr, 10) : missing;
+}
+
+bool is_dhcp(const Look& look)
+{
+    const Text<16> proto = look.settings.text<16>(look.wan_sect, "ip6_proto");
+    return proto.empty() || strncmp(proto, "dhcp", 4) == 0; // the program's default
+}
+
+const char* wan_start(const Look& look)
+{
+    const char* const state = link_state(look.wan_ifname);
+    if (state == nullptr || strcmp(state, "up") != 0)
+        return "";
+    return is_dhcp(look) ? "dhcp6c_start" : "wan6c_restart";
+}
+
+const char* lan_restart(const Look& look)
+{
+    return look.ip6_ready ? "ipv6_lan_restart" : "zel_ipv6_lan lan";
+}
+
+const char* firewall_load(const Look& look)
+{
+    return look.ip6_ready ? lan_restart(look) : wan_start(look);
 }
 
 bool has_address(const Look& look, const char* ifname, const in6_addr& address, KernelAddress* found)

@@ -27,5 +27,21 @@ bool has_address(const Look& look, const char* ifname, const in6_addr& address, 
 // The address as canonical text (RFC 5952).
 Text<46> canonical(const in6_addr& address);
 
+// True when the settings want the WAN to be configured by DHCPv6.
+bool is_dhcp(const Look& look);
+
+// The number in /proc/sys/net/ipv6/conf/`ifname`/`name`; `missing` when the kernel has none.
+long kernel_setting(const char* ifname, const char* name, long missing);
+
+// The command that brings the WAN in order: detection and the client, or address and tunnel; the LANs follow it. The
+// empty text when nothing does, because its link is not up.
+const char* wan_start(const Look& look);
+
+// The command that starts the LANs' daemons anew. The LAN restart takes the WAN for ready, so it is for a WAN that is.
+const char* lan_restart(const Look& look);
+
+// The command that writes and loads the ruleset, which goes by the WAN's prefix.
+const char* firewall_load(const Look& look);
+
 // Seconds as a person reads them: "1h 02m".
 Text<32> duration(long long seconds);

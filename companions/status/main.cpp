@@ -1,19 +1,19 @@
 // The gateway's state at a glance. Reads only.
 #include <errno.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
 
-#include "screen.h"
+#include "options.h"
 #include "sections.h"
 #include "terminal.h"
 
 namespace {
 
-constexpr char usage[] = "usage: ipv6status [--json] [--watch [SECONDS]]\n"
+constexpr char usage[] = "usage: ipv6status [--json] [--watch [SECONDS]] [SECTION...]\n"
                          "       ipv6status --help | --version\n";
 
 constexpr char help[] =
@@ -22,17 +22,13 @@ constexpr char help[] =
     "\n"
     "  --json            one line of JSON instead of the screen\n"
     "  --watch [SECONDS] shows it anew every 2, or that many, seconds until it is interrupted\n"
+    "  SECTION           only these below the reasons: system, wan, daemons, lan0, lan1, firewall, static_routes,\n"
+    "                    neighbors, or how they begin (lan: both LANs)\n"
     "\n"
     "Marks: ok as it should be, !! wrong, ?? could not be found out, -> a command that may put it right.\n"
     "Exit status: 0 healthy, 1 degraded, 2 cannot tell, or called wrongly.\n";
 
 constexpr int misused = 2;
-constexpr long most_seconds = 86400;
-
-struct Options {
-    bool json = false;
-    long watch = 0; // seconds; 0: only once
-};
 
 volatile sig_atomic_t is_interrupted = 0;
 
@@ -41,7 +37,22 @@ void interrupt(int)
     is_interrupted = 1;
 }
 
-// Without SA_RESTART, so that the pause ends at once.
+// Ends at once when a signal asks for an end or for another look. Held back until ppoll lets them through, none can
+// come unnoticed just before it; nothing is started meanwhile that would inherit that.
+void pause_between_looks(long seconds)
+{
+    sigset_t heeded;
+    sigset_t before;
+    sigemptyset(&heeded);
+    for (const int number : {SIGINT, SIGTERM, SIGWINCH})
+        sigaddset(&heeded, number);
+    sigprocmask(SIG_BLOCK, &heeded, &before);
+    const timespec pause = {static_cast<time_t>(seconds), 0};
+    if (is_interrupted == 0 && !is_another_size())
+        ppoll(nullptr, 0, &pause, &before);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
 void heed_interrupts()
 {
     struct sigaction action = {};
@@ -50,33 +61,13 @@ void heed_interrupts()
     sigaction(SIGTERM, &action, nullptr);
 }
 
-bool parse_seconds(const char* text, long& seconds)
+bool is_flushed()
 {
-    char* end = nullptr;
-    errno = 0;
-    seconds = strtol(text, &end, 10);
-    return errno == 0 && end != text && *end == '\0' && seconds >= 1 && seconds <= most_seconds;
-}
-
-// Returns false when the arguments are none that are known.
-bool parse(int count, char** words, Options& options)
-{
-    for (int i = 1; i < count; ++i) {
-        if (strcmp(words[i], "--json") == 0) {
-            options.json = true;
-        } else if (strncmp(words[i], "--watch=", 8) == 0) {
-            if (!parse_seconds(words[i] + 8, options.watch))
-                return false;
-        } else if (strcmp(words[i], "--watch") == 0) {
-            options.watch = 2;
-            const bool has_number = i + 1 < count && words[i + 1][0] != '-';
-            if (has_number && !parse_seconds(words[++i], options.watch))
-                return false;
-        } else {
-            return false;
-        }
-    }
-    return true;
+    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+        return true;
+    if (errno != EPIPE) // who closed the pipe knows
+        fprintf(stderr, "ipv6status: cannot write: %s\n", strerror(errno));
+    return false;
 }
 
 Health look_around(const Options& options)
@@ -87,7 +78,7 @@ Health look_around(const Options& options)
     look.take();
     report_system(report, look);
     report_wan(report, look);
-    report_daemons(report); // before the LANs, whose faults are often those of a daemon
+    report_daemons(report, look); // before the LANs, whose faults are often those of a daemon
     report_lan(report, look, "br-lan", "lan0");
     report_lan(report, look, "br-lan1", "lan1");
     report_firewall(report, look);
@@ -97,9 +88,9 @@ Health look_around(const Options& options)
     if (options.json)
         write_json(stdout, report, time(nullptr));
     else if (options.watch == 0)
-        write_screen(stdout, report, wants_colors());
+        write_screen(stdout, report, options, terminal_style());
     else
-        write_watched(report);
+        write_watched(report, options);
     return report.health();
 }
 
@@ -107,31 +98,34 @@ Health look_around(const Options& options)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && strcmp(argv[1], "--help") == 0) {
-        fputs(usage, stdout);
-        fputs(help, stdout);
-        return fflush(stdout) == 0 ? 0 : misused;
-    }
-    if (argc == 2 && strcmp(argv[1], "--version") == 0) {
-        puts("ipv6status " IPV6CTL_VERSION);
-        return fflush(stdout) == 0 ? 0 : misused;
-    }
     Options options;
-    if (!parse(argc, argv, options)) {
-        fputs(usage, stderr);
+    Text<256> complaint;
+    if (!parse_options(argc, argv, options, complaint)) {
+        fprintf(stderr, "ipv6status: %s\n%s", complaint.c_str(), usage);
         return misused;
     }
-    if (options.watch != 0)
+    if (options.job != Options::Job::look) {
+        if (options.job == Options::Job::help)
+            printf("%s%s", usage, help);
+        else
+            puts("ipv6status " IPV6CTL_VERSION);
+        return is_flushed() ? 0 : misused;
+    }
+    static char buffer[65536]; // a look is sent at once, also to a terminal
+    setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+    if (options.watch != 0) {
         heed_interrupts();
+        if (!options.json)
+            heed_resizing();
+    }
     Health health = look_around(options);
-    bool is_written = fflush(stdout) == 0;
+    bool is_written = is_flushed();
     while (options.watch != 0 && is_interrupted == 0 && is_written) {
-        const timespec pause = {options.watch, 0};
-        nanosleep(&pause, nullptr);
+        pause_between_looks(options.watch);
         if (is_interrupted != 0)
             break;
         health = look_around(options);
-        is_written = fflush(stdout) == 0;
+        is_written = is_flushed();
     }
     return is_written ? static_cast<int>(health) : misused;
 }

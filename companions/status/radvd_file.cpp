@@ -23,6 +23,8 @@ AdvertisedPrefixes advertised_prefixes(const char* text, const char* ifname)
 {
     AdvertisedPrefixes found;
     bool inside = false;
+    bool is_prefix = false; // in the block of the prefix that was found last
+    long lifetime = 0;
     for (const char* line = text; line != nullptr && *line != '\0'; line = strchr(line, '\n')) {
         line += strspn(line, " \t\r\n");
         char name[32];
@@ -32,6 +34,11 @@ AdvertisedPrefixes advertised_prefixes(const char* text, const char* ifname)
         } else if (inside && strncmp(line, "prefix ", 7) == 0 && found.count < 8
                    && parse(line + 7, found.list[found.count])) {
             ++found.count;
+            is_prefix = true;
+        } else if (is_prefix && *line == '}') {
+            is_prefix = false;
+        } else if (is_prefix && sscanf(line, "AdvPreferredLifetime %ld", &lifetime) == 1) {
+            found.list[found.count - 1].is_deprecated = lifetime == 0;
         }
     }
     return found;

@@ -7,6 +7,7 @@
 struct AdvertisedPrefix {
     unsigned length = 0;
     in6_addr prefix = {};
+    bool is_deprecated = false; // its preferred lifetime is 0: hosts open no connections from it
 };
 
 struct AdvertisedPrefixes {

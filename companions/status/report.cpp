@@ -22,6 +22,7 @@ void Report::clear()
     used_ = 0;
     full_ = false;
     shortened_ = false;
+    withholds_helps_ = false;
 }
 
 // Returns the text escaped, kept until clear.
@@ -124,7 +125,8 @@ Report::Added& Report::Added::unknown(const char* format, ...)
 
 Report::Added& Report::Added::help(const char* command)
 {
-    row_.help = report_.keep(command);
+    if (!report_.withholds_helps_)
+        row_.help = report_.keep(command);
     return *this;
 }
 

@@ -50,6 +50,9 @@ public:
 
     void clear();
 
+    // From now on until clear no row gets a help: what is wrong may be so only for now.
+    void withhold_helps() { withholds_helps_ = true; }
+
     // Rows that follow belong to this section; `name` must stay valid.
     void section(const char* name) { section_ = name; }
 
@@ -79,6 +82,7 @@ private:
     size_t used_ = 0;
     bool full_ = false;
     bool shortened_ = false;
+    bool withholds_helps_ = false;
     Row rows_[capacity];
     Row spare_; // takes what does not fit
     char texts_[text_capacity];

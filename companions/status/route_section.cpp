@@ -24,8 +24,12 @@ void report_route(Report& report, const Look& look, long number, const char* rou
     Text<46> id = look.settings.text<46>("system", key);
     key.print("extra_gateway_%ld", number);
     const Text<46> gateway_text = look.settings.text<46>("system", key);
-    if (id.empty() && gateway_text.empty())
-        return; // the program has removed it
+    Text<16> item;
+    item.print("%ld", number);
+    if (id.empty() && gateway_text.empty()) {
+        report.add("route", "none: it was faulty, and the program has taken it out of the store").item(item);
+        return;
+    }
     if (id.length() == 1) {
         const char digit = id[0];
         id.data()[0] = '0';
@@ -34,8 +38,6 @@ void report_route(Report& report, const Look& look, long number, const char* rou
     }
     Text<128> target_text;
     target_text.print("%s%s::", routing_prefix, id);
-    Text<16> item;
-    item.print("%ld", number);
     auto row = report.add("route", "%s/%ld via %s", target_text.c_str(), length, gateway_text.c_str());
     row.item(item);
     in6_addr target = {};

@@ -4,9 +4,12 @@
 #include "look.h"
 #include "report.h"
 
-void report_system(Report& report, const Look& look); // store, ready flags, guard file
+inline constexpr const char* section_names[] = {"system", "wan",      "daemons",       "lan0",
+                                                "lan1",   "firewall", "static_routes", "neighbors"};
+
+void report_system(Report& report, const Look& look); // what is at work, store, ready flags, guard file
 void report_wan(Report& report, const Look& look);
-void report_daemons(Report& report);
+void report_daemons(Report& report, const Look& look);
 void report_lan(Report& report, const Look& look, const char* ifname, const char* section);
 void report_firewall(Report& report, const Look& look);
 void report_routes(Report& report, const Look& look);

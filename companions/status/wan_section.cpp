@@ -2,30 +2,17 @@
 #include <linux/if_addr.h>
 #include <net/if.h>
 #include <stdio.h>
-#include <time.h>
 
 #include <initializer_list>
 
-#include "lease_file.h"
 #include "platform/ra_records.h"
 #include "sections.h"
-#include "small_file.h"
+#include "wan_lease.h"
 
 namespace {
 
-constexpr char lease_path[] = "/tmp/dhcp6c-wan.leases";
 constexpr unsigned advertised = 0x20;
 constexpr unsigned managed = 0x40;
-
-// What brings the WAN in order: detection and the client, or address and tunnel. Nothing does while its link is not up.
-const char* start_of(const Look& look)
-{
-    const char* const state = link_state(look.wan_ifname);
-    if (state == nullptr || strcmp(state, "up") != 0)
-        return "";
-    const Text<16> proto = look.settings.text<16>(look.wan_sect, "ip6_proto");
-    return proto.empty() || strncmp(proto, "dhcp", 4) == 0 ? "dhcp6c_start" : "wan6c_restart";
-}
 
 void report_interface(Report& report, const char* ifname)
 {
@@ -68,6 +55,29 @@ void report_detection(Report& report, const char* ifname)
         report.add("detection", "advertisement without the Managed flag: stateless");
 }
 
+// Whether the kernel listens to advertisements at all: what the detection and the default route stand on.
+void report_listening(Report& report, const char* ifname)
+{
+    const long accepts = kernel_setting(ifname, "accept_ra", -1);
+    const long asks = kernel_setting(ifname, "router_solicitations", 0);
+    if (accepts < 0)
+        return;
+    auto row = report.add("listening", "accept_ra %ld, router_solicitations %ld", accepts, asks);
+    const bool is_deaf = accepts == 0 || (accepts == 1 && kernel_setting(ifname, "forwarding", 0) != 0);
+    Text<32> name;
+    name = ifname;
+    for (char* at = name.data(); *at != '\0'; ++at)
+        *at = *at == '.' ? '/' : *at; // as sysctl(8) wants it
+    Text<96> command;
+    command.print("sysctl -w net.ipv6.conf.%s.%s", name, is_deaf ? "accept_ra=2" : "router_solicitations=3");
+    if (is_deaf)
+        row.wrong("a gateway that forwards hears no advertisement unless accept_ra is 2").help(command);
+    else if (asks < 0)
+        row.wrong("the detection takes %ld for none and does not wait for an answer", asks).help(command);
+    else
+        row.good();
+}
+
 void report_mode(Report& report, const Look& look)
 {
     const char* const sect = look.wan_sect;
@@ -75,22 +85,15 @@ void report_mode(Report& report, const Look& look)
     if (proto.empty())
         proto = "dhcp"; // the program's default
     if (strncmp(proto, "dhcp", 4) != 0) {
-        report.add("mode", "%s", proto.c_str());
+        auto row = report.add("mode", "%s", proto.c_str());
+        if (!proto.equals("static") && strncmp(proto, "tunnel", 6) != 0)
+            row.wrong("there is no such mode: it is dhcp, static or tunnel").help("ccfg_cli help ip6_proto");
         return;
     }
     const bool stateless = look.settings.text<8>(sect, "ip6_stateless").equals("1");
     report.add("mode", "%s, %s", proto.c_str(), stateless ? "stateless" : "stateful");
     report_detection(report, look.wan_ifname);
-}
-
-void report_life(Report& report, const char* name, long long left, bool is_for_ever)
-{
-    if (is_for_ever)
-        report.add(name, "for ever");
-    else if (left > 0)
-        report.add(name, "%s left", duration(left).c_str()).seconds(left).good();
-    else
-        report.add(name, "over").seconds(0).wrong("it has run out");
+    report_listening(report, look.wan_ifname);
 }
 
 void report_address(Report& report, const Look& look)
@@ -109,12 +112,12 @@ void report_address(Report& report, const Look& look)
     else if (!look.kernel.addresses.is_known)
         row.unknown("the kernel does not tell its addresses");
     else if (!has_address(look, ifname, address, &found))
-        row.wrong("the store has it, %s does not", ifname).help(start_of(look));
+        row.wrong("the store has it, %s does not", ifname).help(wan_start(look));
     else if ((found.flags & IFA_F_DADFAILED) != 0)
         row.wrong("somebody else on the line has it too");
     else {
         row.good();
-        report_life(report, "address_valid", found.valid, found.valid == UINT32_MAX);
+        report_life(report, look, "address_valid", found.valid, found.valid == UINT32_MAX);
     }
 }
 
@@ -140,39 +143,21 @@ void report_gateway(Report& report, const Look& look, const char* ifname, bool i
     else if (is_tunnel ? has_default : has_stored)
         row.good();
     else if (look.ip6_ready && !has_default)
-        row.wrong("there is no default route").help(start_of(look));
+        row.wrong("there is no default route").help(wan_start(look));
     else if (look.ip6_ready && !stored.empty())
         row.wrong("the default route leads elsewhere");
 }
 
-void report_delegation(Report& report, const Look& look)
+void report_forwarding(Report& report, const Look& look)
 {
-    const Text<46> stored = look.settings.text<46>("system", "ip6_dhcp6c_prefix_addr");
-    const long length = look.settings.number("system", "ip6_dhcp6c_prefix_length", 56);
-    static char text[65536];
-    const bool has_lease = read_small_file(lease_path, text, sizeof text) > 0;
-    const LeasedPart leased = has_lease ? parse_lease(text).prefix : LeasedPart();
-    if (stored.empty()) {
-        auto row = report.add("delegated_prefix", "none");
-        if (look.ip6_ready)
-            row.wrong("without one the LANs have no prefix and the ruleset is refused");
+    const long forwarding = kernel_setting("all", "forwarding", -1);
+    if (forwarding < 0)
         return;
-    }
-    auto row = report.add("delegated_prefix", "%s/%ld", stored.c_str(), length);
-    in6_addr prefix = {};
-    if (inet_pton(AF_INET6, stored, &prefix) != 1 || length < 1 || length > 64)
-        row.wrong("it is no prefix of 1 to 64 bits");
-    else if (!leased.is_there)
+    auto row = report.add("forwarding", "%s", forwarding != 0 ? "on" : "off");
+    if (forwarding != 0)
         row.good();
-    else if (!is_same(prefix, leased.address) || static_cast<unsigned>(length) != leased.length)
-        row.wrong("the client's lease has another one");
-    else {
-        row.good();
-        const long long age = time(nullptr) - leased.starts;
-        constexpr long long for_ever = 0xFFFFFFFF; // RFC 8415, section 7.7
-        report_life(report, "prefix_preferred", leased.preferred - age, leased.preferred == for_ever);
-        report_life(report, "prefix_valid", leased.valid - age, leased.valid == for_ever);
-    }
+    else if (look.ip6_ready)
+        row.wrong("no packet gets from one interface to another").help(lan_restart(look)); // it switches it on
 }
 
 void report_name_servers(Report& report, const Look& look)
@@ -209,4 +194,5 @@ void report_wan(Report& report, const Look& look)
     report_gateway(report, look, is_tunnel ? tunnel : look.wan_ifname, is_tunnel);
     report_delegation(report, look);
     report_name_servers(report, look);
+    report_forwarding(report, look);
 }

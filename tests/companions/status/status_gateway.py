@@ -5,6 +5,8 @@ the daemons. From the start it is a healthy one; a test changes what it is about
     gw.files["/tmp/radvd.conf"] = "..."          None removes it
     gw.network.remove("addr add ... dev br-lan") lines of `ip -6 -batch`
     gw.daemons.pop("radvd")                      name -> arguments
+    gw.kernel["all/forwarding"] = 0              below /proc/sys/net/ipv6/conf
+    gw.later = 60                                seconds from now at which it is looked at
     look = gw.look()
     look.status, look.health, look.row("lan0", "global_prefix"), look.why("lan0", "global_prefix")
 
@@ -121,8 +123,10 @@ class StatusGateway:
             "addr add 3fff:200:300:2::1/64 dev br-lan1 nodad"]
         self.daemons = {"dhclient": "-6  -P -d -cf /tmp/dhcp6c-wan.conf eth0", "radvd": "-C /tmp/radvd.conf",
                         "dhcp6d": "-6 -cf /tmp/dhcp6d.conf"}
+        self.kernel = {"all/forwarding": 1, "eth0/accept_ra": 2, "eth0/router_solicitations": 3}
         self.scripts = {"wandataif.sh": "echo eth0", "if2sect.sh": "echo wan100"}
         self.loaded = RULES
+        self.later = 0
 
     def path(self, name):
         return self.folder / name.lstrip("/")
@@ -149,11 +153,23 @@ class StatusGateway:
             self.path("bin/" + name).chmod(0o755)
         self.path("network").write_text("\n".join(self.network) + "\n", encoding="ascii")
 
+    def _clock(self):
+        """The arguments of bwrap that put the look off."""
+        if self.later == 0:
+            return []
+        library = self.folder / "later.so"
+        if not library.exists():
+            source = Path(__file__).with_name("later.c")
+            subprocess.run(["cc", "-shared", "-fPIC", "-o", library, source, "-ldl"], check=True)
+        return ["--ro-bind", library, "/mnt/later.so"]
+
     def command(self, *words, before=""):
         """The bwrap line that sets the gateway up and then runs the words."""
         self._write()
         # A stand-in is up when it has written to its FIFO, and its command line is its own by then.
+        clock = f"export LATER={self.later} LD_PRELOAD=/mnt/later.so\n" if self.later else ""
         setup = "ip -6 -batch /mnt/network || exit 97\n" + "".join(
+            f"echo {value} >/proc/sys/net/ipv6/conf/{name} || exit 98\n" for name, value in self.kernel.items()) + "".join(
             f"mkfifo /mnt/ready/{name}\n{name} {arguments} >/dev/null 2>&1 &\nread -r _ </mnt/ready/{name}\n"
             for name, arguments in self.daemons.items())
         return ["bwrap", "--unshare-net", "--unshare-pid", "--die-with-parent", "--cap-add", "CAP_NET_ADMIN",
@@ -161,10 +177,10 @@ class StatusGateway:
                 "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/mnt", "--bind", self.folder / "bin", "/mnt/bin",
                 "--tmpfs", "/mnt/ready", "--bind", self.folder / "config", "/mnt/config",
                 "--ro-bind", self.folder / "saved", "/mnt/saved", "--ro-bind", self.folder / "network", "/mnt/network",
-                "--ro-bind", BUILD / "ipv6status", "/mnt/ipv6status",
+                "--ro-bind", BUILD / "ipv6status", "/mnt/ipv6status", *self._clock(),
                 "--setenv", "PATH", "/mnt/bin:/usr/sbin:/usr/bin:/sbin:/bin",
                 "--setenv", "TESA_STORE", "/mnt/config/ccfg.db", "--setenv", "LC_ALL", "C",
-                "--", "/bin/sh", "-c", f'{setup}{before}\nexec "$@"', "sh", *words]
+                "--", "/bin/sh", "-c", f'{setup}{before}\n{clock}exec "$@"', "sh", *words]
 
     def run(self, *arguments, before=""):
         done = subprocess.run(self.command("/mnt/ipv6status", *arguments, before=before), capture_output=True,
@@ -178,7 +194,7 @@ class StatusGateway:
         assert look.errors == ""
         return look
 
-    def screen(self):
-        status, text, errors = self.run()
+    def screen(self, *arguments):
+        status, text, errors = self.run(*arguments)
         assert errors == ""
         return status, text.splitlines()

@@ -17,6 +17,7 @@ def test_a_missing_store_is_told_and_not_created(gw):
 
 def test_a_damaged_store_is_told_and_left_alone(gw):
     gw.look()
+    gw.path("config/ccfg.factory").touch()
     path = gw.path("config/ccfg.db")
     names = sorted(os.listdir(gw.path("config")))
     damaged = path.read_bytes().replace(b"fe80::1", b"fe80::2")
@@ -25,7 +26,7 @@ def test_a_damaged_store_is_told_and_left_alone(gw):
     look = gw.look()
     row = look.row("system", "store")
     assert (look.health, row["state"], row["help"]) == (
-        "unknown", "unknown", "ccfg_cli import /etc/config/ccfg.factory")
+        "unknown", "unknown", "ccfg_cli import /mnt/config/ccfg.factory")
     assert path.read_bytes() == damaged and sorted(os.listdir(gw.path("config"))) == names
 
 
@@ -75,7 +76,14 @@ def test_links_and_fifos_in_tmp_are_not_followed(gw):
         gw.files[path] = None
     look = gw.look(before="mkfifo /tmp/radvd.conf /tmp/.ip6_neigh; ln -s /etc/passwd /tmp/.ip6t")
     assert look.why("firewall", "ruleset") == "/tmp/.ip6t is missing: the firewall has not been loaded"
-    assert look.why("lan0", "global_prefix") == "/tmp/radvd.conf does not have it"
+    assert look.why("lan0", "global_prefix") == "/tmp/radvd.conf is gone"
+
+
+def test_a_ruleset_that_nothing_of_is_loaded_is_compared_in_time(gw):
+    gw.files["/tmp/.ip6t"] = "*filter\n" + "-A INPUT\n" * 28000
+    gw.loaded = ["-A INPUT -i b"] * 20000
+    assert gw.look().why("firewall", "loaded") == (
+        "28000 of the file's rules are missing, the first is \"-A INPUT\": it was refused, or changed since")
 
 
 def test_a_flood_of_one_kind_does_not_hide_the_rest(gw):

@@ -1,10 +1,12 @@
 """What ipv6status makes of each state of a gateway."""
 
+import json
+import subprocess
 import time
 
 import pytest
 
-from status_gateway import RULES, lease
+from status_gateway import lease
 
 
 def test_a_healthy_gateway_is_called_healthy(gw):
@@ -41,7 +43,10 @@ def test_only_the_newest_lease_counts(gw):
     gw.files["/tmp/dhcp6c-wan.leases"] = lease(prefix="3fff:9:9::/56") + lease()
     assert gw.look().health == "healthy"
     gw.files["/tmp/dhcp6c-wan.leases"] = lease() + lease(prefix="3fff:9:9::/56")
-    assert gw.look().reasons() == {"wan delegated_prefix": "the client's lease has another one"}
+    gw.later = 60
+    look = gw.look()
+    assert look.reasons() == {"wan delegated_prefix": "the client's lease has another one"}
+    assert look.row("wan", "delegated_prefix")["help"] == "dhcp6c_restart"
 
 
 def test_a_newer_lease_without_a_prefix_leaves_no_lifetimes(gw):
@@ -73,6 +78,7 @@ def test_a_default_route_that_leads_elsewhere(gw):
 @pytest.mark.parametrize("mode, helps", [("dhcp", "dhcp6c_start"), ("static", "wan6c_restart")])
 def test_what_starts_the_wan_anew_depends_on_its_mode(gw, mode, helps):
     gw.store["ip6_proto@wan100"] = mode
+    gw.later = 60
     gw.network.remove("route add default via fe80::1 dev eth0")
     assert gw.look().row("wan", "gateway")["help"] == helps
 
@@ -136,10 +142,18 @@ def test_the_cause_stands_before_what_follows_from_it_and_what_helps_is_said_onc
     _, lines = gw.screen()
     assert lines[:lines.index("")] == [
         "degraded",
-        "  !! daemons daemon radvd not running: /tmp/radvd.conf is there, so it has been started, and it does not run",
-        "  !! lan0 global prefix 3fff:200:300:1::/64: it is not advertised: radvd does not run",
-        "  !! lan0 unique local prefix fd11:2233:4455:1::/64: it is not advertised: radvd does not run",
-        "  !! lan1 global prefix 3fff:200:300:2::/64: it is not advertised: radvd does not run",
+        "  !! daemons radvd not running: /tmp/radvd.conf is there, so it has been started, and it does not run",
+        "  !! lan0 global prefix 3fff:200:300:1::/64: it is not advertised: radvd does not run (and 2 more alike)",
+        "  -> ipv6_lan_restart"]
+
+
+def test_two_reasons_alike_are_both_told(gw):
+    gw.network = [line for line in gw.network if "addr" not in line or "br-lan " not in line]
+    _, lines = gw.screen()
+    assert lines[:lines.index("")] == [
+        "degraded",
+        "  !! lan0 global address 3fff:200:300:1::1: the store has it, br-lan does not",
+        "  !! lan0 unique local address fd11:2233:4455:1::1: the store has it, br-lan does not",
         "  -> ipv6_lan_restart"]
 
 
@@ -157,13 +171,82 @@ def test_a_daemon_that_left_its_sign_and_is_gone(gw, name, sign, helps):
 
 def test_a_bridge_that_is_down(gw):
     gw.network.append("link set br-lan1 down")
-    row = gw.look().row("lan1", "bridge")
+    look = gw.look()
+    row = look.row("lan1", "bridge")
     assert (row["why"], row["help"]) == ("it is down", "ip link set br-lan1 up && ipv6_lan_restart")
+    # The file has it and radvd runs, but nobody hears it.
+    assert look.why("lan1", "global_prefix") == "it is not advertised: br-lan1 is down"
+
+
+def test_a_bridge_without_a_link_is_told_and_no_fault(gw):
+    gw.network += ["link add lan1 type veth peer name host1", "link set lan1 up master br-lan1"]
+    look = gw.look(before="until ip link show br-lan1 | grep -q NO-CARRIER; do :; done")
+    assert look.health == "healthy" and look.row("lan1", "carrier") == {
+        "name": "carrier", "value": "none: no port of the bridge has a link, so there are no hosts", "state": "fact"}
+    gw.network.append("link set host1 up")
+    assert gw.look().rows("lan1", "carrier") == []
+
+
+def test_a_daemon_that_somebody_has_stopped(gw):
+    look = gw.look(before='for stat in /proc/[0-9]*/cmdline; do case $(tr "\\0" " " <$stat) in */radvd\\ *) '
+                          'pid=${stat#/proc/}; kill -STOP ${pid%/cmdline};; esac; done')
+    row = look.row("daemons", "daemon", "radvd")
+    assert row["why"] == "somebody has stopped it: it does nothing until it is continued"
+    assert row["help"] == "kill -CONT " + row["value"].rpartition(" ")[2]
+
+
+def test_a_daemon_of_another_network_namespace_is_none_of_this_gateway(gw):
+    del gw.daemons["radvd"]
+    elsewhere = 'mkfifo /mnt/ready/radvd; unshare -n radvd -C /tmp/radvd.conf >/dev/null 2>&1 & read -r _ </mnt/ready/radvd'
+    gw.scripts["radvd"] = "echo >/mnt/ready/radvd; sleep 600"
+    assert gw.look(before=elsewhere).row("daemons", "daemon", "radvd")["value"] == "not running"
+    # Who is not told its namespace sees that it has another number there.
+    command = gw.command("setpriv", "--reuid", "65534", "--clear-groups", "/mnt/ipv6status", "--json",
+                         before=elsewhere.replace("unshare -n", "unshare -npf"))
+    rows = json.loads(subprocess.run(command, capture_output=True, check=False, timeout=60).stdout)["sections"]["daemons"]
+    assert [row["value"] for row in rows if row["item"] == "radvd"] == ["not running"]
+    here = elsewhere.replace("unshare -n ", "")
+    assert gw.look(before=here).row("daemons", "daemon", "radvd")["state"] == "good"
+
+
+def test_a_gateway_that_does_not_forward(gw):
+    gw.kernel["all/forwarding"] = 0
+    look = gw.look()
+    assert look.reasons() == {"wan forwarding": "no packet gets from one interface to another"}
+    assert look.row("wan", "forwarding")["help"] == "ipv6_lan_restart"
+
+
+@pytest.mark.parametrize("key, value, why, help_", [
+    ("accept_ra", 1, "a gateway that forwards hears no advertisement unless accept_ra is 2", "accept_ra=2"),
+    ("accept_ra", 0, "a gateway that forwards hears no advertisement unless accept_ra is 2", "accept_ra=2"),
+    ("router_solicitations", -1, "the detection takes -1 for none and does not wait for an answer", "router_solicitations=3")])
+def test_a_wan_that_does_not_listen_to_advertisements(gw, key, value, why, help_):
+    gw.kernel[f"eth0/{key}"] = value
+    look = gw.look()
+    assert look.reasons() == {"wan listening": why}
+    assert look.row("wan", "listening")["help"] == f"sysctl -w net.ipv6.conf.eth0.{help_}"
+    gw.store["ip6_proto@wan100"] = "static"
+    assert gw.look().rows("wan", "listening") == []
+
+
+def test_a_mode_that_there_is_not(gw):
+    gw.store["ip6_proto@wan100"] = "dhpc"
+    assert gw.look().reasons() == {"wan mode": "there is no such mode: it is dhcp, static or tunnel"}
 
 
 def test_a_prefix_that_is_not_in_radvds_file(gw):
     gw.files["/tmp/radvd.conf"] = gw.files["/tmp/radvd.conf"].replace("prefix 3fff:200:300:2::/64 {\n};\n", "")
     assert gw.look().reasons() == {"lan1 global_prefix": "/tmp/radvd.conf does not have it"}
+
+
+def test_radvds_file_that_is_gone(gw):
+    gw.files["/tmp/radvd.conf"] = None
+    assert gw.look().why("lan1", "global_prefix") == "/tmp/radvd.conf is gone"
+    del gw.daemons["radvd"]
+    assert gw.look().why("lan1", "global_prefix") == "it is not advertised: radvd has not been started"
+    gw.files["/tmp/radvd.conf"] = ""
+    gw.daemons["radvd"] = "-C /tmp/radvd.conf"
+    assert gw.look().why("lan1", "global_prefix") == "/tmp/radvd.conf does not have it"
 
 
 def test_unique_local_addresses_that_are_off_in_the_store_alone(gw):
@@ -190,39 +273,6 @@ def test_a_file_that_has_changed_since_its_daemon_was_started(gw):
     assert gw.look().reasons() == {"daemons file dhcp6d": "it has changed since the daemon was started"}
     gw.times["/tmp/dhcp6d.conf"] = -100
     assert gw.look().health == "healthy"
-
-
-def test_a_firewall_that_was_flushed(gw):
-    gw.loaded = []
-    assert gw.look().reasons() == {"firewall loaded": "the firewall is empty: everything is let through"}
-
-
-def test_rules_that_are_not_of_the_file_are_counted(gw):
-    assert gw.look().row("firewall", "loaded")["value"] == "4 rules"
-    gw.loaded = ["-A FORWARD -j ACCEPT", *RULES]
-    look = gw.look()
-    assert (look.health, look.row("firewall", "loaded")["value"]) == ("healthy", "5 rules, 1 more than the file has")
-
-
-def test_a_ruleset_that_was_refused(gw):
-    gw.loaded = RULES[:1]
-    assert gw.look().reasons() == {
-        "firewall loaded": "3 rules of the file are not loaded: it was refused, or flushed since"}
-
-
-def test_user_records_that_are_left_out(gw):
-    gw.store["ip6_filter_list@wan100"] = ("web;3fff:200:300:1::5;tcp;80;80/nohost;x;tcp;1;2/ports;3fff::1;udp;9;7/"
-                                          "late;3fff::2;both;5;6/none;3fff::3;tcp;;")
-    look = gw.look()
-    assert [row["state"] for row in look.rows("firewall", "user_record")] == ["good"] + ["wrong"] * 4
-    assert [look.why("firewall", "user_record", str(number)) for number in (2, 3, 4, 5)] == [
-        "left out: its host is no IPv6 address", "left out: its ports are no range within 1 to 65535",
-        "not in force: the ruleset was written without it", "left out: it has no pair of ports"]
-
-
-def test_user_records_that_are_switched_off_are_not_listed(gw):
-    gw.store["ip6_filter_cnt@wan100"] = "0"
-    assert gw.look().rows("firewall", "user_record") == []
 
 
 def test_a_guard_file_that_was_left_behind(gw):
@@ -261,6 +311,8 @@ def test_static_routes(gw):
     look = gw.look()
     assert look.row("static_routes", "route", "1")["state"] == "good"
     assert look.reasons() == {"static_routes route 2": "it is not installed"}
+    assert look.row("static_routes", "route", "3")["value"] == (
+        "none: it was faulty, and the program has taken it out of the store")
 
 
 def test_neighbors_are_listed_with_their_age(gw):

@@ -2,12 +2,9 @@
 
 import json
 import os
-import pty
 import re
 import select
-import signal
 import subprocess
-import termios
 
 import pytest
 
@@ -20,72 +17,40 @@ def run(*arguments):
     return done.returncode, done.stdout, done.stderr
 
 
-@pytest.mark.parametrize("arguments", [("--jason",), ("--watch", "x"), ("--watch", "0"), ("--watch=",),
-                                       ("--watch", "99999999999999999999"), ("now",), ("--help", "me")])
-def test_called_wrongly(arguments):
+SECTIONS = "system wan daemons lan0 lan1 firewall static_routes neighbors"
+
+
+@pytest.mark.parametrize("arguments, complaint", [
+    (("--jason",), "--jason is no option; did you mean --json?"),
+    (("--wathc", "5"), "--wathc is no option; did you mean --watch?"),
+    (("--json=1",), "--json=1 is no option; did you mean --json?"),
+    (("-v",), "-v is no option"),
+    (("--an-option-that-is-longer-than-any-that-there-is",), "--an-option-that-is-longer-than-any-that-there-is is no option"),
+    (("--watch", "0"), '"0" is no whole number of seconds from 1 to 86400'),
+    (("--watch", "0.5"), '"0.5" is no whole number of seconds from 1 to 86400'),
+    (("--watch=",), '"" is no whole number of seconds from 1 to 86400'),
+    (("--watch", "99999999999999999999"), '"99999999999999999999" is no whole number of seconds from 1 to 86400'),
+    (("wna",), '"wna" is no section; did you mean wan?'),
+    (("--watch", "bridge"), f'"bridge" is no section; there are {SECTIONS}'),
+    (("static-routes",), '"static-routes" is no section; did you mean static_routes?'),
+    (("a\x1b[31m\u00e9",), f'"a?[31m??" is no section; there are {SECTIONS}'),
+    (("",), f'"" is no section; there are {SECTIONS}'),
+    (("--json", "wan"), "--json writes every section; name none"),
+    (("--help", "me"), "--help stands alone"),
+    (("wan", "--version"), "--version stands alone")])
+def test_called_wrongly(arguments, complaint):
     status, output, errors = run(*arguments)
-    assert (status, output) == (2, "") and errors.startswith("usage: ipv6status [--json]")
+    assert (status, output) == (2, "")
+    assert errors.splitlines()[:2] == [f"ipv6status: {complaint}",
+                                       "usage: ipv6status [--json] [--watch [SECONDS]] [SECTION...]"]
 
 
 def test_help_and_version():
     status, output, errors = run("--help")
     assert (status, errors) == (0, "") and "Exit status: 0 healthy, 1 degraded, 2 cannot tell" in output
+    assert run("-h") == (0, output, "")
+    assert all(name in output for name in SECTIONS.split())
     assert re.fullmatch(r"ipv6status \d+\.\d+\.\d+\n", run("--version")[1])
-
-
-def seen_on_a_terminal(gw, *environment):
-    """What a terminal shows."""
-    ours, theirs = pty.openpty()
-    words = gw.command("env", *environment, "/mnt/ipv6status")
-    with subprocess.Popen(words, stdout=theirs, stderr=subprocess.DEVNULL) as child:
-        os.close(theirs)
-        shown = b""
-        while True:
-            try:
-                piece = os.read(ours, 65536)
-            except OSError:     # the other end is closed
-                break
-            if not piece:
-                break
-            shown += piece
-    os.close(ours)
-    assert child.returncode == 0
-    return shown.decode()
-
-
-def test_colors_are_for_terminals_that_want_them(gw):
-    assert "\033[32mok\033[0m" in seen_on_a_terminal(gw, "TERM=xterm")
-    assert "\033" not in seen_on_a_terminal(gw, "TERM=xterm", "NO_COLOR=1")
-    assert "\033" not in seen_on_a_terminal(gw, "TERM=dumb")
-    assert "\033" not in gw.run()[1]
-
-
-def watched_on_a_terminal(gw, rows, columns):
-    """The lines of the first look of --watch."""
-    ours, theirs = pty.openpty()
-    termios.tcsetwinsize(theirs, (rows, columns))
-    words = gw.command("env", "TERM=xterm", "/mnt/ipv6status", "--watch", "600")
-    with subprocess.Popen(words, stdout=theirs, stderr=subprocess.DEVNULL) as child:
-        shown = ""
-        while not re.search(r"more lines\n$|\nneighbors\n *count +0\n$", shown):
-            assert select.select([ours], [], [], 60)[0], shown
-            shown += re.sub("\033\\[[0-9;]*m", "", os.read(ours, 65536).decode()).replace("\r", "")
-        child.terminate()
-    os.close(ours)
-    os.close(theirs)
-    before, clear, first = shown.partition("\033[H\033[2J")
-    assert (before, bool(clear)) == ("", True)
-    return first.splitlines()
-
-
-def test_watch_keeps_the_summary_on_a_small_terminal(gw):
-    lines = watched_on_a_terminal(gw, 10, 80)
-    assert len(lines) == 9 and re.fullmatch(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d", lines[0])
-    assert lines[1] == "healthy" and re.fullmatch(r"\.\.\. \d+ more lines", lines[-1])
-    narrow = watched_on_a_terminal(gw, 10, 20)
-    assert sum(-(-len(line) // 20) or 1 for line in narrow) <= 9 and narrow[1] == "healthy"
-    everything = watched_on_a_terminal(gw, 200, 80)
-    assert everything[-1].startswith("     count ")
 
 
 def test_watch_looks_again_until_it_is_interrupted(gw):
@@ -113,6 +78,35 @@ def test_the_completion_offers_the_options():
              'echo "${COMPREPLY[@]}"'
     done = subprocess.run(["bash", "-c", script], capture_output=True, text=True, check=True)
     assert done.stdout.split() == ["--json", "--watch", "--help", "--version"]
+    done = subprocess.run(["bash", "-c", script.replace("--)", "lan)")], capture_output=True, text=True, check=True)
+    assert done.stdout.split() == ["lan0", "lan1"]
+
+
+def test_the_examples_of_the_page(gw):
+    source = (ROOT / "companions/status/ipv6status.1.scd").read_text(encoding="utf-8")
+    examples = re.findall(r"^\t(.+)$", re.search(r"^# EXAMPLES\n(.*?)^# ", source, re.M | re.S).group(1), re.M)
+    del gw.daemons["radvd"]
+    gw.scripts["ipv6status"] = 'exec /mnt/ipv6status "$@"'
+    gw.scripts["logger"] = 'echo "logged: $*"'
+    printed = []
+    for example in examples:
+        words = ["timeout", "--preserve-status", "-s", "INT", "2"] if "--watch" in example else []
+        line = example.replace("ipv6status", "exec ipv6status") if words else example
+        done = subprocess.run(gw.command(*words, "sh", "-c", line), capture_output=True, text=True, check=False, timeout=60)
+        assert done.stderr == "" and done.returncode == (1 if words else 0), (example, done)
+        printed.append(done.stdout)
+    assert len(examples) == 3
+    assert "\nlan0\n" in printed[0] and "\nlan1\n" not in printed[0]
+    assert printed[1].splitlines()[1:] == ["it is not advertised: radvd does not run"] * 3
+    assert printed[2] == "logged: -t gateway IPv6 is degraded\n"
+
+
+@pytest.mark.parametrize("arguments", [(), ("--json",), ("--watch", "600"), ("--help",)])
+def test_what_cannot_be_written_is_told(arguments):
+    with open("/dev/full", "wb") as full:
+        done = subprocess.run([BUILD / "ipv6status", *arguments], stdout=full, stderr=subprocess.PIPE, text=True,
+                              check=False, timeout=60)
+    assert (done.returncode, done.stderr) == (2, "ipv6status: cannot write: No space left on device\n")
 
 
 def test_the_page_is_sound_and_names_every_option():
