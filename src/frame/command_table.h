@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <iterator>
 
 #include "commands.h"
 
@@ -47,9 +46,9 @@ consteval bool is_part_of(const char* text, const char* word)
 
 consteval bool every_command_can_be_reached()
 {
-    for (std::size_t later = 0; later < std::size(CommandTable); ++later) {
-        for (std::size_t earlier = 0; earlier < later; ++earlier) {
-            if (is_part_of(CommandTable[later].word, CommandTable[earlier].word))
+    for (const Command& later : CommandTable) {
+        for (const Command* earlier = CommandTable; earlier != &later; ++earlier) {
+            if (is_part_of(later.word, earlier->word))
                 return false;
         }
     }

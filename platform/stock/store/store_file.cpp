@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/vfs.h>
@@ -19,28 +20,22 @@ bool is_same_time(const timespec& one, const timespec& other)
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
-constexpr unsigned long ubifs_magic = 0x24051905; // fs/ubifs/ubifs.h of the kernel
+// File systems that count the names of an open file down to none; ext4 stands for ext2 and ext3 too. An overlay goes on
+// to show a file of its lower layer as that has it, and one of another machine is not looked at each time.
+constexpr uint32_t ubifs_magic = 0x24051905; // fs/ubifs/ubifs.h of the kernel
+constexpr uint32_t counting_file_systems[] = {BTRFS_SUPER_MAGIC, EXT4_SUPER_MAGIC, F2FS_SUPER_MAGIC, JFFS2_SUPER_MAGIC,
+                                              RAMFS_MAGIC,       TMPFS_MAGIC,      XFS_SUPER_MAGIC,  ubifs_magic};
 
-// File systems that count the names of an open file down to none. An overlay goes on to show a file of its lower layer
-// as that has it, and one of another machine is not looked at each time.
 bool counts_names(int fd)
 {
     struct statfs system;
     if (fstatfs(fd, &system) != 0)
         return false;
-    switch (static_cast<unsigned long>(system.f_type) & 0xffffffff) {
-    case BTRFS_SUPER_MAGIC:
-    case EXT4_SUPER_MAGIC: // ext2 and ext3 too
-    case F2FS_SUPER_MAGIC:
-    case JFFS2_SUPER_MAGIC:
-    case RAMFS_MAGIC:
-    case TMPFS_MAGIC:
-    case XFS_SUPER_MAGIC:
-    case ubifs_magic:
-        return true;
-    default:
-        return false;
+    for (const uint32_t magic : counting_file_systems) {
+        if (static_cast<uint32_t>(system.f_type) == magic)
+            return true;
     }
+    return false;
 }
 
 bool has_same_contents(const struct stat& one, const struct stat& other)
