@@ -46,6 +46,16 @@ protected:
         return other;
     }
 
+    void change_the_known_state()
+    {
+        SettingName name;
+        ASSERT_TRUE(name.assign("other", "sect"));
+        StoreWriter writer;
+        ASSERT_TRUE(writer.begin(path(), Damaged::refuse, &snapshot));
+        ASSERT_TRUE(writer.put(name, "1"));
+        ASSERT_TRUE(writer.commit());
+    }
+
 private:
     std::string path_;
 };
@@ -118,12 +128,7 @@ TEST_F(SnapshotTest, KnowsItsFileAgainWhenOnlyItsModeWasChanged)
 TEST_F(SnapshotTest, AChangeOfAKnownStateKeepsTheModeThatTheStoreHasNow)
 {
     ASSERT_EQ(chmod(path(), 0640), 0);
-    SettingName name;
-    ASSERT_TRUE(name.assign("other", "sect"));
-    StoreWriter writer;
-    ASSERT_TRUE(writer.begin(path(), Damaged::refuse, &snapshot));
-    ASSERT_TRUE(writer.put(name, "1"));
-    ASSERT_TRUE(writer.commit());
+    change_the_known_state();
     EXPECT_EQ(listed(), "key@sect=first\nother@sect=1\n");
     struct stat file;
     ASSERT_EQ(stat(path(), &file), 0);
@@ -133,11 +138,6 @@ TEST_F(SnapshotTest, AChangeOfAKnownStateKeepsTheModeThatTheStoreHasNow)
 TEST_F(SnapshotTest, AChangeBeginsWithTheStoreWhenWhatIsKnownIsOlder)
 {
     ASSERT_EQ(cli({"set", "third@sect=3"}).status, 0);
-    SettingName name;
-    ASSERT_TRUE(name.assign("other", "sect"));
-    StoreWriter writer;
-    ASSERT_TRUE(writer.begin(path(), Damaged::refuse, &snapshot));
-    ASSERT_TRUE(writer.put(name, "1"));
-    ASSERT_TRUE(writer.commit());
+    change_the_known_state();
     EXPECT_EQ(listed(), "key@sect=first\nother@sect=1\nthird@sect=3\n");
 }
